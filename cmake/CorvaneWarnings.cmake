@@ -1,0 +1,28 @@
+# Warnings are errors everywhere, and Qt's implicit conversions are off, so that
+# text encodings and signal connections are always spelled out.
+add_library(corvane_warnings INTERFACE)
+target_compile_options(corvane_warnings INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_compile_definitions(corvane_warnings INTERFACE
+    QT_NO_CAST_FROM_ASCII
+    QT_NO_CAST_TO_ASCII
+    QT_NO_CAST_FROM_BYTEARRAY
+    QT_NO_URL_CAST_FROM_STRING
+    QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+    QT_NO_FOREACH
+    QT_NO_KEYWORDS
+)
+
+# Registers a QtTest executable as one ctest test. Widget tests run offscreen.
+function(corvane_add_test name)
+    cmake_parse_arguments(ARG "GUI" "" "SOURCES;LIBS;ENV" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE corvane_warnings Qt6::Test ${ARG_LIBS})
+    add_test(NAME ${name} COMMAND ${name})
+    set(env ${ARG_ENV})
+    if(NOT ARG_GUI)
+        list(APPEND env QT_QPA_PLATFORM=offscreen)
+    endif()
+    if(env)
+        set_tests_properties(${name} PROPERTIES ENVIRONMENT "${env}")
+    endif()
+endfunction()

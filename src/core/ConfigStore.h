@@ -1,0 +1,40 @@
+#pragma once
+
+#include "AppConfig.h"
+
+#include <QObject>
+#include <QString>
+
+namespace corvane {
+
+// Owns the live configuration: loads it once at start, and writes it back when asked.
+// Quiet by design: file-system failures are swallowed, never reported.
+class ConfigStore final : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ConfigStore)
+
+public:
+    // Creates "Corvane" under `applicationSupportDirectory`, takes over "Lumaret/config.json"
+    // when "Corvane/config.json" is missing, and loads it (or the default configuration).
+    // Writes nothing.
+    explicit ConfigStore(const QString &applicationSupportDirectory, QObject *parent = nullptr);
+
+    const AppConfig &config() const { return m_config; }
+    // Replaces the whole value; announces configChanged() only when it differs.
+    void setConfig(const AppConfig &config);
+
+    // Writes the current configuration atomically to fileUrl(); failures are ignored.
+    void save();
+
+    QString fileUrl() const { return m_filePath; }
+
+Q_SIGNALS:
+    void configChanged();
+
+private:
+    QString m_filePath;
+    AppConfig m_config;
+    bool m_keepUnreadableCopy = false;
+};
+
+} // namespace corvane

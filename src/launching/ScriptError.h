@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+
+namespace corvane {
+
+// The one failure of a run: an AppleScript error number (or 0) and a sentence for the user.
+struct ScriptError {
+    std::int64_t number = 0;
+    QString message;
+
+    friend bool operator==(const ScriptError &, const ScriptError &) = default;
+};
+
+} // namespace corvane

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <cstdint>
+#include <optional>
+#include <variant>
+
+namespace corvane {
+
+// A program and its argument vector, started without any shell in between.
+struct ProcessCommand {
+    QString program;
+    QStringList arguments;
+
+    friend bool operator==(const ProcessCommand &, const ProcessCommand &) = default;
+};
+
+// What running an AppleScript gave: its result read as a 32-bit integer (0 when the result is
+// not a number), or the error number and message the system reported (either may be missing).
+struct AppleScriptResult {
+    std::int32_t value = 0;
+};
+struct AppleScriptFailure {
+    std::optional<std::int64_t> number;
+    std::optional<QString> message;
+};
+// std::monostate: the script could not even be turned into a script object.
+using AppleScriptOutcome = std::variant<std::monostate, AppleScriptResult, AppleScriptFailure>;
+
+// Everything Corvane needs from the operating system. This is the only seam that knows whether
+// it runs on Linux or macOS; everything above it is written against this interface.
+class Platform {
+public:
+    virtual ~Platform() = default;
+
+    // The per-user folder that holds application folders ("Application Support" on macOS,
+    // the XDG config home on Linux). Never empty.
+    virtual QString applicationSupportDirectory() const = 0;
+
+    // Where the application with this bundle identifier is installed, or nothing.
+    virtual std::optional<QString> applicationLocation(const QString &bundleIdentifier) const = 0;
+
+    // The program that runs `executableName` inside the application with this bundle
+    // identifier, or nothing when that application is not installed.
+    virtual std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
+                                                     const QString &executableName) const = 0;
+
+    // The process that does what `/usr/bin/open <openArguments>` does for the application with
+    // this bundle identifier. `openArguments` has the form `-na X.app --args ...`.
+    virtual ProcessCommand openCommand(const QString &bundleIdentifier,
+                                       const QStringList &openArguments) const = 0;
+
+    // Starts a process and returns at once, without waiting for it or reading its output; the
+    // child inherits environment, working directory and standard streams. Gives the system's
+    // reason when the process cannot be started.
+    virtual std::optional<QString> startProcess(const ProcessCommand &command) = 0;
+
+    // Hands a URL to the application registered for its scheme; whether one took it is not known.
+    virtual void openUrl(const QUrl &url) = 0;
+
+    // Compiles and runs one AppleScript source text, blocking until it is done.
+    virtual AppleScriptOutcome executeAppleScript(const QString &source) = 0;
+
+    // The shell that runs a packed window's command (`<shell> -ilc <command>`).
+    virtual QString windowShell() const = 0;
+
+    // Shows a modal warning with one dismiss button, in front of other applications, and
+    // returns when the user has dismissed it.
+    virtual void showAlert(const QString &messageText, const QString &informativeText) = 0;
+};
+
+} // namespace corvane

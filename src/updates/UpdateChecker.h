@@ -1,0 +1,36 @@
+#pragma once
+
+#include "UpdateCheckResult.h"
+
+#include <QObject>
+#include <QString>
+#include <QUrl>
+
+namespace corvane {
+
+// Checks a Sparkle-compatible appcast for a version newer than this one.
+class UpdateChecker final : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(UpdateChecker)
+    Q_PROPERTY(bool canCheckForUpdates READ canCheckForUpdates NOTIFY canCheckForUpdatesChanged)
+
+public:
+    // An empty `feedUrl` means no feed: checks are never possible.
+    UpdateChecker(const QUrl &feedUrl, const QString &currentVersion, QObject *parent = nullptr);
+    ~UpdateChecker() override;
+
+    // False before the checker is ready, while a check runs, and always without a feed.
+    bool canCheckForUpdates() const;
+    // Starts a check; the outcome arrives through checkFinished().
+    void checkForUpdates();
+
+Q_SIGNALS:
+    void canCheckForUpdatesChanged(bool canCheck);
+    void checkFinished(const corvane::UpdateCheckResult &result);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+} // namespace corvane
