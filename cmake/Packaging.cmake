@@ -1,0 +1,1 @@
+# Install layout of the desktop files and the .deb package.
