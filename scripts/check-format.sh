@@ -1,0 +1,9 @@
+#!/bin/sh
+# Fails when a tracked C++ file differs from what clang-format makes of it.
+set -eu
+cd "$(dirname "$0")/.."
+files=$(git ls-files '*.cpp' '*.h')
+[ -z "$files" ] && exit 0
+# shellcheck disable=SC2086
+clang-format --dry-run -Werror $files
+echo "format: ok"
