@@ -18,9 +18,8 @@ enum class TerminalLaunchStyle {
 enum class TerminalApp { appleTerminal, iterm2, ghostty, warp, kitty, wezterm, alacritty, tabby };
 
 inline constexpr std::array<TerminalApp, 8> allTerminalApps{
-    TerminalApp::appleTerminal, TerminalApp::iterm2,  TerminalApp::ghostty,
-    TerminalApp::warp,          TerminalApp::kitty,   TerminalApp::wezterm,
-    TerminalApp::alacritty,     TerminalApp::tabby,
+    TerminalApp::appleTerminal, TerminalApp::iterm2,  TerminalApp::ghostty,   TerminalApp::warp,
+    TerminalApp::kitty,         TerminalApp::wezterm, TerminalApp::alacritty, TerminalApp::tabby,
 };
 
 // The stored form of the case, as written in config.json ("iterm2", "appleTerminal", ...).

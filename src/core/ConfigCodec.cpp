@@ -1,0 +1,182 @@
+#include "ConfigCodec.h"
+
+#include "JsonWriter.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QJsonValue>
+
+#include <cmath>
+
+namespace corvane {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+
+// Foundation's decoder refuses strings with unpaired surrogates ("\ud800"); Qt keeps them.
+// Refusing them here too keeps every decoded text encodable without loss.
+std::optional<QString> readText(const QJsonValue &value)
+{
+    if (!value.isString())
+        return std::nullopt;
+    QString text = value.toString();
+    if (!text.isValidUtf16())
+        return std::nullopt;
+    return text;
+}
+
+bool isHexDigit(QChar c)
+{
+    const char16_t u = c.unicode();
+    return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f') || (u >= u'A' && u <= u'F');
+}
+
+// Only the bare 8-4-4-4-12 form: QUuid::fromString would also take braces and trailing text.
+std::optional<QUuid> readUuid(const QJsonValue &value)
+{
+    if (!value.isString())
+        return std::nullopt;
+    const QString text = value.toString();
+    if (text.size() != 36)
+        return std::nullopt;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
+        if (hyphen ? text.at(i) != u'-' : !isHexDigit(text.at(i)))
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
+std::optional<CommandStep> readStep(const QJsonValue &value)
+{
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject object = value.toObject();
+    const auto id = readUuid(object.value("id"_L1));
+    auto command = readText(object.value("command"_L1));
+    const QJsonValue delay = object.value("delayAfter"_L1);
+    if (!id || !command || !delay.isDouble())
+        return std::nullopt;
+    return CommandStep{*id, std::move(*command), delay.toDouble()};
+}
+
+std::optional<TabGroup> readGroup(const QJsonValue &value)
+{
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject object = value.toObject();
+    const auto id = readUuid(object.value("id"_L1));
+    auto name = readText(object.value("name"_L1));
+    const QJsonValue commands = object.value("commands"_L1);
+    if (!id || !name || !commands.isArray())
+        return std::nullopt;
+
+    TabGroup group{*id, std::move(*name), {}, std::nullopt};
+    const QJsonArray steps = commands.toArray();
+    group.commands.reserve(steps.size());
+    for (const QJsonValue &stepValue : steps) {
+        auto step = readStep(stepValue);
+        if (!step)
+            return std::nullopt;
+        group.commands.append(std::move(*step));
+    }
+
+    const QJsonValue packedOverride = object.value("packedOverride"_L1);
+    if (!packedOverride.isUndefined() && !packedOverride.isNull()) {
+        group.packedOverride = readText(packedOverride);
+        if (!group.packedOverride)
+            return std::nullopt;
+    }
+    return group;
+}
+
+QLatin1StringView uuidText(const QUuid &id, char (&buffer)[36])
+{
+    const QByteArray text = id.toByteArray(QUuid::WithoutBraces).toUpper();
+    std::copy_n(text.constData(), 36, buffer);
+    return QLatin1StringView(buffer, 36);
+}
+
+} // namespace
+
+std::optional<QByteArray> ConfigCodec::encode(const AppConfig &config)
+{
+    JsonWriter writer;
+    char uuid[36];
+    // Keys in UTF-8 byte order at every level.
+    writer.beginObject();
+    writer.key("groups"_L1);
+    writer.beginArray();
+    for (const TabGroup &group : config.groups) {
+        writer.beginObject();
+        writer.key("commands"_L1);
+        writer.beginArray();
+        for (const CommandStep &step : group.commands) {
+            if (!std::isfinite(step.delayAfter))
+                return std::nullopt;
+            writer.beginObject();
+            writer.key("command"_L1);
+            writer.value(step.command);
+            writer.key("delayAfter"_L1);
+            writer.value(step.delayAfter);
+            writer.key("id"_L1);
+            writer.value(uuidText(step.id, uuid));
+            writer.endObject();
+        }
+        writer.endArray();
+        writer.key("id"_L1);
+        writer.value(uuidText(group.id, uuid));
+        writer.key("name"_L1);
+        writer.value(group.name);
+        if (group.packedOverride) {
+            writer.key("packedOverride"_L1);
+            writer.value(*group.packedOverride);
+        }
+        writer.endObject();
+    }
+    writer.endArray();
+    writer.key("terminalApp"_L1);
+    writer.value(rawValue(config.terminalApp));
+    writer.endObject();
+    return writer.take();
+}
+
+std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    const QJsonObject root = document.object();
+
+    AppConfig config;
+    // An unknown or mistyped terminal is not worth losing the groups over.
+    const QJsonValue terminal = root.value("terminalApp"_L1);
+    config.terminalApp =
+        terminalAppFromRawValue(terminal.toString()).value_or(TerminalApp::appleTerminal);
+
+    const QJsonValue groups = root.value("groups"_L1);
+    if (groups.isUndefined() || groups.isNull())
+        return config;
+    if (!groups.isArray())
+        return std::nullopt;
+    const QJsonArray groupArray = groups.toArray();
+    if (groupArray.isEmpty())
+        return config;
+
+    QList<TabGroup> read;
+    read.reserve(groupArray.size());
+    for (const QJsonValue &groupValue : groupArray) {
+        auto group = readGroup(groupValue);
+        if (!group)
+            return std::nullopt;
+        read.append(std::move(*group));
+    }
+    config.groups = std::move(read);
+    return config;
+}
+
+} // namespace corvane

@@ -1,0 +1,203 @@
+#include "JsonWriter.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+
+namespace corvane {
+
+void JsonWriter::beginObject()
+{
+    open('{');
+}
+
+void JsonWriter::endObject()
+{
+    close('}');
+}
+
+void JsonWriter::beginArray()
+{
+    open('[');
+}
+
+void JsonWriter::endArray()
+{
+    close(']');
+}
+
+void JsonWriter::key(QLatin1StringView name)
+{
+    beginValue();
+    appendString(m_out, QByteArrayView(name.data(), name.size()));
+    m_out.append(" : ");
+    m_afterKey = true;
+}
+
+void JsonWriter::value(const QString &text)
+{
+    beginValue();
+    appendString(m_out, text.toUtf8());
+}
+
+void JsonWriter::value(QLatin1StringView text)
+{
+    beginValue();
+    appendString(m_out, QByteArrayView(text.data(), text.size()));
+}
+
+void JsonWriter::value(double number)
+{
+    beginValue();
+    appendNumber(m_out, number);
+}
+
+void JsonWriter::beginValue()
+{
+    if (m_afterKey) {
+        m_afterKey = false;
+        return;
+    }
+    if (m_hasMembers.empty())
+        return;
+    if (m_hasMembers.back())
+        m_out.append(',');
+    m_hasMembers.back() = true;
+    newLine(static_cast<qsizetype>(m_hasMembers.size()));
+}
+
+void JsonWriter::open(char bracket)
+{
+    beginValue();
+    m_out.append(bracket);
+    m_hasMembers.push_back(false);
+}
+
+void JsonWriter::close(char bracket)
+{
+    const bool hadMembers = m_hasMembers.back();
+    m_hasMembers.pop_back();
+    // Foundation leaves an empty line inside an empty container.
+    if (!hadMembers)
+        m_out.append('\n');
+    newLine(static_cast<qsizetype>(m_hasMembers.size()));
+    m_out.append(bracket);
+}
+
+void JsonWriter::newLine(qsizetype depth)
+{
+    m_out.append('\n');
+    m_out.append(2 * depth, ' ');
+}
+
+void JsonWriter::appendString(QByteArray &out, QByteArrayView utf8)
+{
+    static constexpr char hex[] = "0123456789abcdef";
+    out.append('"');
+    const char *run = utf8.data();
+    const char *const end = utf8.data() + utf8.size();
+    // Copy unescaped stretches in one go; only a handful of ASCII bytes need escaping.
+    for (const char *p = run; p != end; ++p) {
+        const auto byte = static_cast<unsigned char>(*p);
+        if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/')
+            continue;
+        out.append(run, p - run);
+        run = p + 1;
+        switch (byte) {
+        case '"':
+            out.append("\\\"");
+            break;
+        case '\\':
+            out.append("\\\\");
+            break;
+        case '/':
+            out.append("\\/");
+            break;
+        case '\b':
+            out.append("\\b");
+            break;
+        case '\f':
+            out.append("\\f");
+            break;
+        case '\n':
+            out.append("\\n");
+            break;
+        case '\r':
+            out.append("\\r");
+            break;
+        case '\t':
+            out.append("\\t");
+            break;
+        default: {
+            const char escape[] = {'\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 0xF]};
+            out.append(escape, sizeof escape);
+            break;
+        }
+        }
+    }
+    out.append(run, end - run);
+    out.append('"');
+}
+
+void JsonWriter::appendNumber(QByteArray &out, double number)
+{
+    // Shortest digits that read back to the same double, then Foundation's choice between
+    // plain and exponent notation: plain unless |x| < 1e-4 or |x| > 2^53.
+    if (number == 0) {
+        out.append(std::signbit(number) ? "-0" : "0");
+        return;
+    }
+    std::array<char, 64> buffer{};
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
+                                      std::chars_format::scientific);
+    const std::string_view text(buffer.data(), result.ptr - buffer.data());
+
+    const bool negative = text.front() == '-';
+    const std::size_t ePos = text.find('e');
+    const std::string_view mantissa = text.substr(negative ? 1 : 0, ePos - (negative ? 1 : 0));
+    int exponent = 0;
+    std::from_chars(text.data() + ePos + 1 + (text[ePos + 1] == '+' ? 1 : 0),
+                    text.data() + text.size(), exponent);
+
+    std::string digits;
+    digits.reserve(mantissa.size());
+    for (char c : mantissa) {
+        if (c != '.')
+            digits.push_back(c);
+    }
+
+    if (negative)
+        out.append('-');
+    const double magnitude = std::fabs(number);
+    if (magnitude < 1e-4 || magnitude > 9007199254740992.0) {
+        out.append(digits.front());
+        if (digits.size() > 1) {
+            out.append('.');
+            out.append(digits.data() + 1, static_cast<qsizetype>(digits.size() - 1));
+        }
+        out.append(exponent < 0 ? "e-" : "e+");
+        const int absExponent = std::abs(exponent);
+        if (absExponent < 10)
+            out.append('0');
+        out.append(QByteArray::number(absExponent));
+        return;
+    }
+
+    const auto count = static_cast<int>(digits.size());
+    if (exponent < 0) {
+        out.append("0.");
+        out.append(-exponent - 1, '0');
+        out.append(digits.data(), count);
+    } else if (exponent + 1 >= count) {
+        out.append(digits.data(), count);
+        out.append(exponent + 1 - count, '0');
+    } else {
+        out.append(digits.data(), exponent + 1);
+        out.append('.');
+        out.append(digits.data() + exponent + 1, count - exponent - 1);
+    }
+}
+
+} // namespace corvane

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <vector>
+
+namespace corvane {
+
+// Streams JSON in the layout of Foundation's pretty-printed, sorted-keys encoder, so that a
+// file written here is byte-for-byte what the macOS build writes. Callers emit object members
+// in UTF-8 byte order of their keys; the writer does not reorder.
+class JsonWriter final {
+public:
+    JsonWriter() = default;
+
+    void beginObject();
+    void endObject();
+    void beginArray();
+    void endArray();
+    // Names the next value inside an object.
+    void key(QLatin1StringView name);
+
+    void value(const QString &text);
+    void value(QLatin1StringView text);
+    // Finite values only: JSON has no form for NaN or infinity.
+    void value(double number);
+
+    QByteArray take() { return std::move(m_out); }
+
+    static void appendString(QByteArray &out, QByteArrayView utf8);
+    static void appendNumber(QByteArray &out, double number);
+
+private:
+    void beginValue();
+    void open(char bracket);
+    void close(char bracket);
+    void newLine(qsizetype depth);
+
+    QByteArray m_out;
+    // One entry per open container: whether it has members yet.
+    std::vector<bool> m_hasMembers;
+    bool m_afterKey = false;
+};
+
+} // namespace corvane
