@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Platform.h"
+
+namespace corvane {
+
+// Linux: terminals are executables on PATH, processes are spawned detached, alerts are
+// QMessageBoxes and URLs go through QDesktopServices (xdg-open). There is no AppleScript.
+class LinuxPlatform final : public Platform {
+public:
+    LinuxPlatform() = default;
+
+    // The executable that stands for the application with this bundle identifier ("kitty" for
+    // net.kovidgoyal.kitty), or an empty text for applications that do not exist on Linux.
+    static QString executableName(const QString &bundleIdentifier);
+
+    QString applicationSupportDirectory() const override;
+    std::optional<QString> applicationLocation(const QString &bundleIdentifier) const override;
+    std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
+                                             const QString &executableName) const override;
+    ProcessCommand openCommand(const QString &bundleIdentifier,
+                               const QStringList &openArguments) const override;
+    std::optional<QString> startProcess(const ProcessCommand &command) override;
+    void openUrl(const QUrl &url) override;
+    AppleScriptOutcome executeAppleScript(const QString &source) override;
+    QString windowShell() const override;
+    void showAlert(const QString &messageText, const QString &informativeText) override;
+};
+
+} // namespace corvane
