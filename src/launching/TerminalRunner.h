@@ -29,6 +29,8 @@ Q_SIGNALS:
     void isRunningChanged(bool isRunning);
 
 private:
+    void setRunning(bool running);
+
     Platform &m_platform;
     Sleeper &m_sleeper;
     bool m_isRunning = false;

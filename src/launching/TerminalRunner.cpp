@@ -1,0 +1,153 @@
+#include "TerminalRunner.h"
+
+#include "AppleScriptDriver.h"
+#include "LaunchAlerts.h"
+#include "PackedCommandBuilder.h"
+#include "PackedWindowLauncher.h"
+#include "Platform.h"
+#include "Sleeper.h"
+#include "WarpLauncher.h"
+#include "Whitespace.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <variant>
+
+namespace corvane {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How a strategy ended: it went through every group, a step failed, or a wait was cancelled.
+struct Completed {};
+struct Cancelled {};
+using Ending = std::variant<Completed, ScriptError, Cancelled>;
+
+constexpr double firstCommandFloor = 0.5;
+constexpr double laterCommandFloor = 0.3;
+constexpr auto packedWindowPause = 800ms;
+// Far beyond any real delay, yet well inside what a nanosecond count can hold.
+constexpr double longestWaitSeconds = 1e9;
+
+// The wait after a command: the user's delay raised to the floor. Delays that are not numbers
+// count as the floor, and absurdly long ones are cut to longestWaitSeconds. Rounded up so that
+// a wait is never shorter than asked.
+std::chrono::nanoseconds waitAfter(double delay, double floor)
+{
+    const double seconds =
+        std::isfinite(delay) ? std::clamp(delay, floor, longestWaitSeconds) : floor;
+    return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
+}
+
+QCoro::Task<Ending> runAppleScriptGroups(const AppConfig &config, Platform &platform,
+                                         Sleeper &sleeper)
+{
+    AppleScriptDriver driver(platform);
+    for (const TabGroup &group : config.groups) {
+        QList<CommandStep> steps;
+        for (const CommandStep &step : group.commands) {
+            if (!isBlank(step.command))
+                steps.append(step);
+        }
+        if (steps.isEmpty())
+            continue;
+
+        // Commands go out as stored, untrimmed; only blankness was judged on the trimmed text.
+        auto opened = driver.openWindowAndRun(steps.first().command, config.terminalApp);
+        if (auto *error = std::get_if<ScriptError>(&opened))
+            co_return std::move(*error);
+        const std::int64_t windowId = std::get<std::int64_t>(opened);
+        if (!co_await sleeper.sleepFor(waitAfter(steps.first().delayAfter, firstCommandFloor)))
+            co_return Cancelled{};
+
+        for (qsizetype i = 1; i < steps.size(); ++i) {
+            if (auto error = driver.run(steps.at(i).command, windowId, config.terminalApp))
+                co_return std::move(*error);
+            if (!co_await sleeper.sleepFor(waitAfter(steps.at(i).delayAfter, laterCommandFloor)))
+                co_return Cancelled{};
+        }
+    }
+    co_return Completed{};
+}
+
+QCoro::Task<Ending> runPackedGroups(const AppConfig &config, Platform &platform, Sleeper &sleeper)
+{
+    PackedWindowLauncher launcher(platform);
+    for (const TabGroup &group : config.groups) {
+        const QString script = PackedCommandBuilder::effectiveCommand(group);
+        if (script.isEmpty())
+            continue;
+        if (auto error = launcher.launchPackedWindow(script, config.terminalApp))
+            co_return std::move(*error);
+        // Gives each terminal time to put up its window before the next one is asked for.
+        if (!co_await sleeper.sleepFor(packedWindowPause))
+            co_return Cancelled{};
+    }
+    co_return Completed{};
+}
+
+Ending runWarpGroups(const AppConfig &config, Platform &platform)
+{
+    QList<WarpWindow> windows;
+    for (const TabGroup &group : config.groups) {
+        QString script = PackedCommandBuilder::effectiveCommand(group);
+        if (!script.isEmpty())
+            windows.append({group.name, std::move(script)});
+    }
+    if (windows.isEmpty())
+        return Completed{};
+    if (auto error = WarpLauncher(platform).launchWarp(windows))
+        return std::move(*error);
+    return Completed{};
+}
+
+} // namespace
+
+TerminalRunner::TerminalRunner(Platform &platform, Sleeper &sleeper, QObject *parent)
+    : QObject(parent), m_platform(platform), m_sleeper(sleeper)
+{
+}
+
+QCoro::Task<> TerminalRunner::runAll(AppConfig config)
+{
+    // Tested and set with no suspension in between, so runs can never overlap.
+    if (m_isRunning)
+        co_return;
+    setRunning(true);
+
+    LaunchAlerts alerts(m_platform);
+    const TerminalApp terminal = config.terminalApp;
+    if (!m_platform.applicationLocation(bundleIdentifier(terminal))) {
+        alerts.showNotInstalledAlert(terminal);
+        setRunning(false);
+        co_return;
+    }
+
+    Ending ending;
+    switch (launchStyle(terminal)) {
+    case TerminalLaunchStyle::appleScript:
+        ending = co_await runAppleScriptGroups(config, m_platform, m_sleeper);
+        break;
+    case TerminalLaunchStyle::packedScript:
+        ending = co_await runPackedGroups(config, m_platform, m_sleeper);
+        break;
+    case TerminalLaunchStyle::warpLaunchConfiguration:
+        ending = runWarpGroups(config, m_platform);
+        break;
+    }
+
+    // The alert is shown while the run still counts as under way.
+    if (const auto *error = std::get_if<ScriptError>(&ending))
+        alerts.showAlert(*error);
+    setRunning(false);
+}
+
+void TerminalRunner::setRunning(bool running)
+{
+    m_isRunning = running;
+    Q_EMIT isRunningChanged(running);
+}
+
+} // namespace corvane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "ScriptError.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+namespace corvane {
+
+class Platform;
+
+// One Warp window: its tab title and the command it runs.
+struct WarpWindow {
+    QString name;
+    QString script;
+
+    friend bool operator==(const WarpWindow &, const WarpWindow &) = default;
+};
+
+// Opens all of a run's Warp windows at once through a launch-configuration file.
+class WarpLauncher final {
+public:
+    explicit WarpLauncher(Platform &platform);
+
+    // The YAML launch configuration: one window with one titled tab per entry.
+    static QString launchFileText(const QList<WarpWindow> &windows);
+    // "<support>/Corvane/warp_launch.yaml".
+    static QString launchFilePath(const QString &applicationSupportDirectory);
+    // The path's UTF-8 bytes with everything outside Foundation's urlPathAllowed set written as
+    // %XX (upper-case hex).
+    static QByteArray percentEncodedPath(const QString &path);
+
+    // Writes the launch file (owner-only) and hands its warp://launch/ URL to the system.
+    std::optional<ScriptError> launchWarp(const QList<WarpWindow> &windows);
+
+private:
+    Platform &m_platform;
+};
+
+} // namespace corvane
