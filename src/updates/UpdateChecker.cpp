@@ -16,7 +16,7 @@ namespace corvane {
 namespace {
 
 // Long enough for a slow link, short enough that the menu entry does not stay grey for good.
-constexpr int transferTimeoutMs = 30'000;
+constexpr std::chrono::milliseconds defaultTransferTimeout{30'000};
 
 UpdateCheckResult failure(const QString &message)
 {
@@ -33,6 +33,7 @@ struct UpdateChecker::Private {
     QString currentVersion;
     bool ready = false;
     bool checking = false;
+    std::chrono::milliseconds transferTimeout = defaultTransferTimeout;
     // Made on the first check: loading the network stack is not worth paying for at start-up.
     QNetworkAccessManager *network = nullptr;
 
@@ -91,6 +92,11 @@ bool UpdateChecker::canCheckForUpdates() const
     return d->ready && !d->checking;
 }
 
+void UpdateChecker::setTransferTimeout(std::chrono::milliseconds timeout)
+{
+    d->transferTimeout = timeout;
+}
+
 void UpdateChecker::checkForUpdates()
 {
     if (!canCheckForUpdates())
@@ -101,7 +107,7 @@ void UpdateChecker::checkForUpdates()
     if (d->network == nullptr)
         d->network = new QNetworkAccessManager(this);
     QNetworkRequest request(d->feedUrl);
-    request.setTransferTimeout(transferTimeoutMs);
+    request.setTransferTimeout(static_cast<int>(d->transferTimeout.count()));
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                          QNetworkRequest::AlwaysNetwork);
     QNetworkReply *reply = d->network->get(request);

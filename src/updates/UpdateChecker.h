@@ -6,6 +6,9 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
+#include <memory>
+
 namespace corvane {
 
 // Checks a Sparkle-compatible appcast for a version newer than this one.
@@ -21,8 +24,10 @@ public:
 
     // False before the checker is ready, while a check runs, and always without a feed.
     bool canCheckForUpdates() const;
-    // Starts a check; the outcome arrives through checkFinished().
+    // Starts a check; the outcome arrives through checkFinished(). Ignored when no check can start.
     void checkForUpdates();
+    // How long a check may go without receiving anything before it fails (30 s unless set).
+    void setTransferTimeout(std::chrono::milliseconds timeout);
 
 Q_SIGNALS:
     void canCheckForUpdatesChanged(bool canCheck);

@@ -6,6 +6,18 @@ using namespace Qt::Literals::StringLiterals;
 using corvane::AppcastItem;
 using corvane::AppcastParser;
 
+// Declared ahead of the feed literals: moc does not read past u-prefixed raw strings.
+class TestAppcastParser final : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void readsItems_data();
+    void readsItems();
+    void rejectsUnusableFeeds_data();
+    void rejectsUnusableFeeds();
+    void newestGoesByVersionNotFeedOrder();
+};
+
 namespace {
 
 const QUrl feedUrl(u"https://updates.example.org/corvane/appcast.xml"_s);
@@ -27,17 +39,6 @@ AppcastItem item(const QString &version, const QString &display, const QString &
 }
 
 } // namespace
-
-class TestAppcastParser final : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void readsItems_data();
-    void readsItems();
-    void rejectsUnusableFeeds_data();
-    void rejectsUnusableFeeds();
-    void newestGoesByVersionNotFeedOrder();
-};
 
 void TestAppcastParser::readsItems_data()
 {
