@@ -1,0 +1,57 @@
+#pragma once
+
+#include "TerminalApp.h"
+
+#include <QHash>
+#include <QList>
+#include <QUuid>
+#include <QWidget>
+
+class QComboBox;
+class QLabel;
+class QVBoxLayout;
+
+namespace corvane {
+
+class ConfigStore;
+class GroupEditor;
+class Platform;
+
+// The "Edit Commands" window: the terminal picker and one card per window. Every change it
+// sees in the store while shown is saved at once.
+class EditorView final : public QWidget {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(EditorView)
+
+public:
+    EditorView(ConfigStore &store, const Platform &platform, QWidget *parent = nullptr);
+
+    // The cards in the order shown.
+    QList<GroupEditor *> groupEditors() const;
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+
+private:
+    void onConfigChanged();
+    void sync();
+    void syncPicker(const QList<TerminalApp> &installed, TerminalApp current);
+    void syncCards();
+    GroupEditor *makeCard(const QUuid &id);
+
+    ConfigStore &m_store;
+    const Platform &m_platform;
+    // Saving follows the window's visibility: only changes made while it is shown are written.
+    bool m_saving = false;
+
+    QWidget *m_pickerRow;
+    QComboBox *m_picker;
+    QList<TerminalApp> m_pickerEntries;
+    QLabel *m_notice;
+    QVBoxLayout *m_cardsLayout;
+    QHash<QUuid, GroupEditor *> m_cards;
+    QList<QUuid> m_cardOrder;
+};
+
+} // namespace corvane

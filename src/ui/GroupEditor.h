@@ -1,0 +1,74 @@
+#pragma once
+
+#include "TabGroup.h"
+
+#include <QFrame>
+#include <QHash>
+#include <QUuid>
+
+#include <optional>
+
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QToolButton;
+class QVBoxLayout;
+
+namespace corvane {
+
+class CommandRow;
+
+// The card of one window: its name, move and delete buttons, and one of three bodies: the
+// line-by-line steps, the preview of the combined command, or the user's custom command.
+class GroupEditor final : public QFrame {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(GroupEditor)
+
+public:
+    enum class State { steps, preview, custom };
+
+    explicit GroupEditor(const QUuid &groupId, QWidget *parent = nullptr);
+
+    QUuid groupId() const { return m_groupId; }
+    State state() const { return m_state; }
+    // `packedPreview` is present only while the chosen terminal combines commands.
+    void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
+
+    // The step rows in the order shown.
+    QList<CommandRow *> commandRows() const;
+
+Q_SIGNALS:
+    // The group as the user changed it; the editor writes it back into the configuration.
+    void groupEdited(const corvane::TabGroup &group);
+    void moveUpRequested();
+    void moveDownRequested();
+    void deleteRequested();
+
+private:
+    void editGroup(const std::function<void(TabGroup &)> &edit);
+    void syncRows();
+    void fitCustomHeight();
+
+    QUuid m_groupId;
+    TabGroup m_group;
+    std::optional<QString> m_preview;
+    State m_state = State::steps;
+    bool m_updating = false;
+
+    QLineEdit *m_name;
+    QToolButton *m_delete;
+
+    QWidget *m_stepsBody;
+    QVBoxLayout *m_rowsLayout;
+    QHash<QUuid, CommandRow *> m_rows;
+    QList<QUuid> m_rowOrder;
+
+    QWidget *m_previewBody;
+    QLabel *m_previewText;
+    QToolButton *m_makeCustom;
+
+    QWidget *m_customBody;
+    QPlainTextEdit *m_custom;
+};
+
+} // namespace corvane
