@@ -1,0 +1,54 @@
+#include "Whitespace.h"
+
+#include <QTest>
+
+using namespace corvane;
+
+class TestWhitespace final : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void membership()
+    {
+        const QList<char32_t> members{0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,
+                                      0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003, 0x2004,
+                                      0x2005, 0x2006, 0x2007, 0x2008, 0x2009, 0x200A, 0x200B,
+                                      0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+        for (char32_t c = 0; c < 0x110000; ++c)
+            QVERIFY2(isWhitespaceOrNewline(c) == members.contains(c),
+                     qPrintable(QString::number(c, 16)));
+    }
+
+    void trimming_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("trimmed");
+
+        QTest::newRow("empty") << QString() << QString();
+        QTest::newRow("only blanks") << QStringLiteral(" \t\r\n\u00a0\u3000") << QString();
+        QTest::newRow("inner kept") << QStringLiteral("  a \t b\n") << QStringLiteral("a \t b");
+        // QString::trimmed() would keep the zero-width space.
+        QTest::newRow("zero-width space")
+            << QStringLiteral("\u200bls\u200b") << QStringLiteral("ls");
+        QTest::newRow("line separators")
+            << QStringLiteral("\u2028ls\u2029") << QStringLiteral("ls");
+        // Not whitespace for Foundation, though some tables call them spaces.
+        QTest::newRow("byte order mark")
+            << QStringLiteral("\ufeffls") << QStringLiteral("\ufeffls");
+        QTest::newRow("mongolian vowel separator")
+            << QStringLiteral("\u180els") << QStringLiteral("\u180els");
+        QTest::newRow("astral neighbours")
+            << QStringLiteral(" \U0001F600 ") << QStringLiteral("\U0001F600");
+    }
+
+    void trimming()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, trimmed);
+        QCOMPARE(trimmedWhitespace(text), trimmed);
+        QCOMPARE(isBlank(text), trimmed.isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWhitespace)
+#include "tst_whitespace.moc"
