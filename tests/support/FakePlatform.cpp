@@ -4,9 +4,9 @@ namespace corvane::testing {
 
 void FakePlatform::install(const QString &bundleIdentifier, const QString &location)
 {
-    installed.insert(bundleIdentifier,
-                     location.isEmpty() ? QStringLiteral("/Applications/") + bundleIdentifier
-                                        : location);
+    installed.insert(bundleIdentifier, location.isEmpty()
+                                           ? QStringLiteral("/Applications/") + bundleIdentifier
+                                           : location);
 }
 
 QList<FakePlatform::Call> FakePlatform::callsOf(const QString &kind) const
@@ -48,7 +48,8 @@ ProcessCommand FakePlatform::openCommand(const QString &, const QStringList &ope
 
 std::optional<QString> FakePlatform::startProcess(const ProcessCommand &command)
 {
-    calls.append({QStringLiteral("startProcess"), QStringList{command.program} + command.arguments});
+    calls.append(
+        {QStringLiteral("startProcess"), QStringList{command.program} + command.arguments});
     const auto failure = startFailures.constFind(m_startCount++);
     if (failure != startFailures.constEnd())
         return *failure;

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QSet>
 #include <QString>
+#include <QTest>
 
 #include <functional>
 
@@ -20,6 +21,12 @@ public:
         QString kind;
         QStringList values;
         friend bool operator==(const Call &, const Call &) = default;
+        // Lets QCOMPARE print calls that differ.
+        friend char *toString(const Call &call)
+        {
+            return QTest::toString(call.kind + QStringLiteral(": [") +
+                                   call.values.join(QStringLiteral("] [")) + u']');
+        }
     };
 
     QString supportDirectory = QStringLiteral("/tmp/corvane-fake-support");
