@@ -30,7 +30,7 @@ exec {fd}>"$work/display"
 Xvfb -displayfd "$fd" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
 pids+=($!)
 for _ in $(seq 200); do [[ -s $work/display ]] && break; sleep 0.05; done
-export DISPLAY=:$(head -n1 "$work/display")
+export DISPLAY=:$(awk 'NR == 1' "$work/display")
 # Without a session bus Qt docks through XEmbed, which is what trayer offers.
 unset DBUS_SESSION_BUS_ADDRESS
 export XDG_RUNTIME_DIR=$work/runtime
@@ -39,7 +39,7 @@ mkdir -m 0700 "$XDG_RUNTIME_DIR"
 trayer --edge top --align right --widthtype request --height 24 >/dev/null 2>&1 &
 pids+=($!)
 xdotool search --sync --classname '^trayer$' >/dev/null
-panel=$(xdotool search --sync --classname '^panel$' | head -n1)
+panel=$(xdotool search --sync --classname '^panel$' | awk 'NR == 1')
 
 now_ns() { date +%s%N; }
 

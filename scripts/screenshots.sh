@@ -1,0 +1,120 @@
+#!/bin/bash
+# Captures the tray menu and the editor's three card states into docs/screenshots/, running
+# Corvane under Xvfb with trayer as the tray.
+#
+#   scripts/screenshots.sh [CORVANE_BINARY]   (default: build/src/app/corvane)
+set -euo pipefail
+
+repo=$(cd "$(dirname "$0")/.." && pwd)
+corvane=$(realpath "${1:-$repo/build/src/app/corvane}")
+out=$repo/docs/screenshots
+[[ -x $corvane ]] || { echo "no corvane executable at $corvane" >&2; exit 2; }
+mkdir -p "$out"
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+exec {fd}>"$work/display"
+Xvfb -displayfd "$fd" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+pids+=($!)
+for _ in $(seq 200); do [[ -s $work/display ]] && break; sleep 0.05; done
+export DISPLAY=:$(awk 'NR == 1' "$work/display")
+unset DBUS_SESSION_BUS_ADDRESS # so that Qt docks through XEmbed into trayer
+export XDG_RUNTIME_DIR=$work/runtime
+mkdir -m 0700 "$XDG_RUNTIME_DIR"
+
+trayer --edge top --align right --widthtype request --height 24 >/dev/null 2>&1 &
+pids+=($!)
+xdotool search --sync --classname '^trayer$' >/dev/null
+panel=$(xdotool search --sync --classname '^panel$' | awk 'NR == 1')
+
+# Terminals are "installed" when their executable is on PATH: one folder with none, one with a
+# kitty that only records that it ran.
+mkdir -p "$work/no-terminals" "$work/with-kitty"
+printf '#!/bin/sh\necho "$@" >> "%s/kitty.log"\n' "$work" >"$work/with-kitty/kitty"
+chmod +x "$work/with-kitty/kitty"
+
+config() { # TERMINAL OVERRIDE_JSON_MEMBER
+    cat <<JSON
+{
+  "groups" : [
+    {
+      "commands" : [
+        { "command" : "ssh mydevbox", "delayAfter" : 3, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D01" },
+        { "command" : "cd ~\/projects\/api && make run", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D02" }
+      ],
+      "id" : "7E0D4C1A-93B2-4F6E-8C1D-5A2B3C4D5E01",
+      "name" : "API server"$2
+    },
+    {
+      "commands" : [
+        { "command" : "htop", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D03" }
+      ],
+      "id" : "7E0D4C1A-93B2-4F6E-8C1D-5A2B3C4D5E02",
+      "name" : "Monitor"
+    }
+  ],
+  "terminalApp" : "$1"
+}
+JSON
+}
+
+# Starts Corvane on a fresh config home holding CONFIG with PATH; waits for its docked icon.
+start() { # NAME PATH CONFIG
+    home=$work/$1
+    mkdir -p "$home/Corvane"
+    printf '%s' "$3" >"$home/Corvane/config.json"
+    path=$2
+    XDG_CONFIG_HOME=$home PATH=$path "$corvane" >/dev/null 2>&1 &
+    pid=$!
+    pids+=("$pid")
+    until xwininfo -tree -id "$panel" | grep -q '("corvane" '; do sleep 0.02; done
+}
+
+stop() {
+    kill "$pid"
+    wait "$pid" 2>/dev/null || true
+    while xwininfo -tree -id "$panel" | grep -q '("corvane" '; do sleep 0.02; done
+}
+
+# A second start hands over to the running instance, which opens its editor.
+capture_editor() { # FILE
+    XDG_CONFIG_HOME=$home PATH=$path "$corvane" >/dev/null 2>&1
+    local window
+    window=$(xdotool search --sync --onlyvisible --name 'Edit Commands' | awk 'NR == 1')
+    sleep 0.5 # let the first layout pass paint
+    import -window "$window" "$out/$1"
+    echo "wrote $out/$1"
+}
+
+start steps "$work/no-terminals" "$(config appleTerminal '')"
+icon=$(xwininfo -tree -id "$panel" | awk '/\("corvane" / { print $1 }')
+eval "$(xdotool getwindowgeometry --shell "$icon")"
+xdotool mousemove --sync $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 3
+menu=$(xdotool search --sync --onlyvisible --classname '^corvane$' | while read -r w; do
+    if [[ $w != "$((icon))" ]] && xwininfo -id "$w" | grep -q 'Map State: IsViewable'; then
+        echo "$w"
+    fi
+done | awk 'NR == 1')
+sleep 0.3
+eval "$(xdotool getwindowgeometry --shell "$menu")"
+left=$((X - 40))
+import -window root -crop "$((1280 - left))x$((Y + HEIGHT + 30))+$left+0" +repage "$out/tray-menu.png"
+echo "wrote $out/tray-menu.png"
+xdotool key Escape
+capture_editor editor-terminal-steps.png
+stop
+
+start preview "$work/with-kitty" "$(config kitty '')"
+capture_editor editor-kitty-preview.png
+stop
+
+custom=$',\n      "packedOverride" : "ssh -t mydevbox \'cd ~\\/projects\\/api \&\& make run; exec $SHELL -l\'"'
+start custom "$work/with-kitty" "$(config kitty "$custom")"
+capture_editor editor-kitty-custom.png
+stop
