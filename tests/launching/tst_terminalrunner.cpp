@@ -1,3 +1,4 @@
+#include "ConfigBuilders.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "HeldSleeper.h"
@@ -18,17 +19,6 @@ using namespace Qt::StringLiterals;
 using Call = FakePlatform::Call;
 
 namespace {
-
-CommandStep step(const QString &command, double delay = 0)
-{
-    return CommandStep{QUuid::createUuid(), command, delay};
-}
-
-TabGroup group(const QString &name, const QList<CommandStep> &steps,
-               std::optional<QString> packedOverride = std::nullopt)
-{
-    return TabGroup{QUuid::createUuid(), name, steps, std::move(packedOverride)};
-}
 
 Call script(const QString &source)
 {

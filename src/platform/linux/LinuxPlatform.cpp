@@ -169,7 +169,10 @@ std::optional<QString> LinuxPlatform::startProcess(const ProcessCommand &command
 
 void LinuxPlatform::openUrl(const QUrl &url)
 {
-    QDesktopServices::openUrl(url);
+    // Platform plugins without desktop services (offscreen, minimal) refuse every URL; xdg-open is
+    // what the desktop plugins run for a custom scheme anyway.
+    if (!QDesktopServices::openUrl(url))
+        startProcess({QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)}});
 }
 
 AppleScriptOutcome LinuxPlatform::executeAppleScript(const QString &)
