@@ -1,5 +1,6 @@
 #include "JsonWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -39,7 +40,21 @@ void JsonWriter::key(QLatin1StringView name)
 void JsonWriter::value(const QString &text)
 {
     beginValue();
-    appendString(m_out, text.toUtf8());
+    // Pure ASCII, the usual case, goes straight in; anything else through one conversion.
+    const char16_t *const begin = QStringView(text).utf16();
+    const char16_t *const end = begin + text.size();
+    const bool ascii = std::all_of(begin, end, [](char16_t c) { return c < 0x80; });
+    if (!ascii) {
+        appendString(m_out, text.toUtf8());
+        return;
+    }
+    std::array<char, 256> buffer;
+    if (text.size() <= qsizetype(buffer.size())) {
+        std::copy(begin, end, buffer.begin());
+        appendString(m_out, QByteArrayView(buffer.data(), text.size()));
+    } else {
+        appendString(m_out, text.toLatin1());
+    }
 }
 
 void JsonWriter::value(QLatin1StringView text)
@@ -63,7 +78,7 @@ void JsonWriter::beginValue()
     if (m_hasMembers.empty())
         return;
     if (m_hasMembers.back())
-        m_out.append(',');
+        m_out.push_back(',');
     m_hasMembers.back() = true;
     newLine(static_cast<qsizetype>(m_hasMembers.size()));
 }
@@ -71,7 +86,7 @@ void JsonWriter::beginValue()
 void JsonWriter::open(char bracket)
 {
     beginValue();
-    m_out.append(bracket);
+    m_out.push_back(bracket);
     m_hasMembers.push_back(false);
 }
 
@@ -81,21 +96,21 @@ void JsonWriter::close(char bracket)
     m_hasMembers.pop_back();
     // Foundation leaves an empty line inside an empty container.
     if (!hadMembers)
-        m_out.append('\n');
+        m_out.push_back('\n');
     newLine(static_cast<qsizetype>(m_hasMembers.size()));
-    m_out.append(bracket);
+    m_out.push_back(bracket);
 }
 
 void JsonWriter::newLine(qsizetype depth)
 {
-    m_out.append('\n');
-    m_out.append(2 * depth, ' ');
+    m_out.push_back('\n');
+    m_out.append(std::size_t(2 * depth), ' ');
 }
 
-void JsonWriter::appendString(QByteArray &out, QByteArrayView utf8)
+void JsonWriter::appendString(std::string &out, QByteArrayView utf8)
 {
     static constexpr char hex[] = "0123456789abcdef";
-    out.append('"');
+    out.push_back('"');
     const char *run = utf8.data();
     const char *const end = utf8.data() + utf8.size();
     // Copy unescaped stretches in one go; only a handful of ASCII bytes need escaping.
@@ -103,7 +118,7 @@ void JsonWriter::appendString(QByteArray &out, QByteArrayView utf8)
         const auto byte = static_cast<unsigned char>(*p);
         if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/')
             continue;
-        out.append(run, p - run);
+        out.append(run, std::size_t(p - run));
         run = p + 1;
         switch (byte) {
         case '"':
@@ -137,11 +152,11 @@ void JsonWriter::appendString(QByteArray &out, QByteArrayView utf8)
         }
         }
     }
-    out.append(run, end - run);
-    out.append('"');
+    out.append(run, std::size_t(end - run));
+    out.push_back('"');
 }
 
-void JsonWriter::appendNumber(QByteArray &out, double number)
+void JsonWriter::appendNumber(std::string &out, double number)
 {
     // Shortest digits that read back to the same double, then Foundation's choice between
     // plain and exponent notation: plain unless |x| < 1e-4 or |x| > 2^53.
@@ -161,42 +176,43 @@ void JsonWriter::appendNumber(QByteArray &out, double number)
     std::from_chars(text.data() + ePos + 1 + (text[ePos + 1] == '+' ? 1 : 0),
                     text.data() + text.size(), exponent);
 
-    std::string digits;
-    digits.reserve(mantissa.size());
+    std::array<char, 32> digitBuffer{};
+    std::size_t digitCount = 0;
     for (char c : mantissa) {
         if (c != '.')
-            digits.push_back(c);
+            digitBuffer[digitCount++] = c;
     }
+    const std::string_view digits(digitBuffer.data(), digitCount);
 
     if (negative)
-        out.append('-');
+        out.push_back('-');
     const double magnitude = std::fabs(number);
     if (magnitude < 1e-4 || magnitude > 9007199254740992.0) {
-        out.append(digits.front());
+        out.push_back(digits.front());
         if (digits.size() > 1) {
-            out.append('.');
-            out.append(digits.data() + 1, static_cast<qsizetype>(digits.size() - 1));
+            out.push_back('.');
+            out.append(digits.substr(1));
         }
         out.append(exponent < 0 ? "e-" : "e+");
         const int absExponent = std::abs(exponent);
         if (absExponent < 10)
-            out.append('0');
-        out.append(QByteArray::number(absExponent));
+            out.push_back('0');
+        out.append(std::to_string(absExponent));
         return;
     }
 
     const auto count = static_cast<int>(digits.size());
     if (exponent < 0) {
         out.append("0.");
-        out.append(-exponent - 1, '0');
-        out.append(digits.data(), count);
+        out.append(std::size_t(-exponent - 1), '0');
+        out.append(digits);
     } else if (exponent + 1 >= count) {
-        out.append(digits.data(), count);
-        out.append(exponent + 1 - count, '0');
+        out.append(digits);
+        out.append(std::size_t(exponent + 1 - count), '0');
     } else {
-        out.append(digits.data(), exponent + 1);
-        out.append('.');
-        out.append(digits.data() + exponent + 1, count - exponent - 1);
+        out.append(digits.substr(0, std::size_t(exponent + 1)));
+        out.push_back('.');
+        out.append(digits.substr(std::size_t(exponent + 1)));
     }
 }
 

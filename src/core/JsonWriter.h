@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <string>
 #include <vector>
 
 namespace corvane {
@@ -12,7 +13,8 @@ namespace corvane {
 // in UTF-8 byte order of their keys; the writer does not reorder.
 class JsonWriter final {
 public:
-    JsonWriter() = default;
+    // `sizeHint`: the expected output size, reserved up front to avoid regrowing.
+    explicit JsonWriter(std::size_t sizeHint = 0) { m_out.reserve(sizeHint); }
 
     void beginObject();
     void endObject();
@@ -26,10 +28,10 @@ public:
     // Finite values only: JSON has no form for NaN or infinity.
     void value(double number);
 
-    QByteArray take() { return std::move(m_out); }
+    QByteArray take() const { return QByteArray(m_out.data(), qsizetype(m_out.size())); }
 
-    static void appendString(QByteArray &out, QByteArrayView utf8);
-    static void appendNumber(QByteArray &out, double number);
+    static void appendString(std::string &out, QByteArrayView utf8);
+    static void appendNumber(std::string &out, double number);
 
 private:
     void beginValue();
@@ -37,7 +39,8 @@ private:
     void close(char bracket);
     void newLine(qsizetype depth);
 
-    QByteArray m_out;
+    // std::string rather than QByteArray: many tiny appends, and these stay inline.
+    std::string m_out;
     // One entry per open container: whether it has members yet.
     std::vector<bool> m_hasMembers;
     bool m_afterKey = false;
