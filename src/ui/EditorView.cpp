@@ -182,6 +182,9 @@ void EditorView::showEvent(QShowEvent *event)
         return;
     m_saving = true;
     sync();
+    // Like a fresh window on macOS: typing goes to the first text field.
+    if (!focusWidget() && !m_cardOrder.isEmpty())
+        m_cards.value(m_cardOrder.first())->focusName();
     const auto replacement = edits::replacementTerminal(m_store.config().terminalApp,
                                                         edits::installedTerminals(m_platform));
     if (replacement) {

@@ -142,6 +142,11 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     m_customBody->hide();
 }
 
+void GroupEditor::focusName()
+{
+    m_name->setFocus(Qt::OtherFocusReason);
+}
+
 QList<CommandRow *> GroupEditor::commandRows() const
 {
     QList<CommandRow *> rows;

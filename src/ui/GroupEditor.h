@@ -34,6 +34,8 @@ public:
     // `packedPreview` is present only while the chosen terminal combines commands.
     void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
 
+    void focusName();
+
     // The step rows in the order shown.
     QList<CommandRow *> commandRows() const;
 
