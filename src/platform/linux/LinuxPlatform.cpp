@@ -3,13 +3,16 @@
 #include <QDesktopServices>
 #include <QFile>
 #include <QMessageBox>
+#include <QSocketNotifier>
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <thread>
 #include <vector>
 
-#include <fcntl.h>
 #include <pwd.h>
+#include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,72 +34,52 @@ constexpr KnownExecutable knownExecutables[] = {
     {u"org.alacritty", u"alacritty"},       {u"org.tabby", u"tabby"},
 };
 
-// Writes all of `size` bytes, retrying after signals; used between fork and exec.
-void writeAll(int fd, const void *data, size_t size)
+// Collects the exit status of a started terminal once it ends, so that it never lingers as a
+// zombie; its status itself is not looked at. A pidfd lets the event loop notice the exit.
+void reapWhenExited(pid_t pid)
 {
-    const auto *bytes = static_cast<const char *>(data);
-    while (size > 0) {
-        const ssize_t written = ::write(fd, bytes, size);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return;
-        bytes += written;
-        size -= static_cast<size_t>(written);
+    const int pidFd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    if (pidFd < 0) {
+        // Kernels before 5.3 have no pidfd: a thread of its own waits instead.
+        std::thread([pid] {
+            while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+            }
+        }).detach();
+        return;
     }
+    auto *notifier = new QSocketNotifier(pidFd, QSocketNotifier::Read);
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, pid, pidFd] {
+        notifier->setEnabled(false);
+        ::waitpid(pid, nullptr, WNOHANG);
+        ::close(pidFd);
+        notifier->deleteLater();
+    });
 }
 
-// Starts `path` as a grandchild in its own session: the intermediate child exits at once and is
-// reaped here, so the terminal is adopted by init and never becomes our zombie. The exec error,
-// if any, comes back through a close-on-exec pipe. Returns 0 or the errno of the failure.
+// Starts `path` in a session of its own (so that signals aimed at Corvane's terminal or process
+// group do not reach it). posix_spawn shares our memory until exec instead of copying it, and
+// reports a failed exec as its result.
 int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments)
 {
-    // Everything the children touch is prepared before fork: only async-signal-safe calls follow.
     std::vector<char *> argv;
     argv.reserve(static_cast<size_t>(arguments.size()) + 1);
     for (const QByteArray &argument : arguments)
         argv.push_back(const_cast<char *>(argument.constData()));
     argv.push_back(nullptr);
-    char **const envp = environ;
 
-    int pipeFds[2];
-    if (::pipe2(pipeFds, O_CLOEXEC) != 0)
-        return errno;
-
-    const pid_t middle = ::fork();
-    if (middle < 0) {
-        const int error = errno;
-        ::close(pipeFds[0]);
-        ::close(pipeFds[1]);
-        return error;
-    }
-    if (middle == 0) {
-        ::close(pipeFds[0]);
-        ::setsid();
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::execve(path.constData(), argv.data(), envp);
-            const int error = errno;
-            writeAll(pipeFds[1], &error, sizeof error);
-            ::_exit(127);
-        }
-        if (child < 0) {
-            const int error = errno;
-            writeAll(pipeFds[1], &error, sizeof error);
-        }
-        ::_exit(0);
-    }
-
-    ::close(pipeFds[1]);
-    int error = 0;
-    ssize_t received = 0;
-    do {
-        received = ::read(pipeFds[0], &error, sizeof error);
-    } while (received < 0 && errno == EINTR);
-    ::close(pipeFds[0]);
-    while (::waitpid(middle, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    return received == static_cast<ssize_t>(sizeof error) ? error : 0;
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    sigset_t noSignals;
+    ::sigemptyset(&noSignals);
+    ::posix_spawnattr_setsigmask(&attributes, &noSignals);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK);
+    pid_t pid = 0;
+    const int error =
+        ::posix_spawn(&pid, path.constData(), nullptr, &attributes, argv.data(), environ);
+    ::posix_spawnattr_destroy(&attributes);
+    if (error == 0)
+        reapWhenExited(pid);
+    return error;
 }
 
 } // namespace
