@@ -39,6 +39,10 @@ void makePrivatePath(const QString &path)
 ConfigStore::ConfigStore(const QString &applicationSupportDirectory, QObject *parent)
     : QObject(parent)
 {
+    // Without a support folder there is nowhere to keep the file: run on defaults, save nothing,
+    // rather than write into whatever the current directory happens to be.
+    if (applicationSupportDirectory.isEmpty())
+        return;
     const QDir base(applicationSupportDirectory);
     const QString folder = base.filePath(QStringLiteral("Corvane"));
     makePrivatePath(folder);
@@ -77,6 +81,8 @@ void ConfigStore::setConfig(const AppConfig &config)
 
 void ConfigStore::save()
 {
+    if (m_filePath.isEmpty())
+        return;
     const auto bytes = ConfigCodec::encode(m_config);
     if (!bytes)
         return;

@@ -255,6 +255,19 @@ private Q_SLOTS:
         QCOMPARE(again.config().groups[0].name, u"Window 1"_s);
     }
 
+    void noSupportFolderWritesNowhere()
+    {
+        // An empty location must not turn into the current directory.
+        const QString previous = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(base()));
+        ConfigStore store(QString{});
+        store.setConfig(sampleConfig(u"Memory only"_s));
+        store.save();
+        QDir::setCurrent(previous);
+        QVERIFY(store.fileUrl().isEmpty());
+        QVERIFY(QDir(base()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+    }
+
     void failuresAreSwallowed_data()
     {
         QTest::addColumn<QString>("blocker"); // a path occupied by the wrong kind of entry
