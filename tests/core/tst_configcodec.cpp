@@ -93,7 +93,6 @@ private Q_SLOTS:
 
         QTest::newRow("whole") << 2.0 << QByteArray("2");
         QTest::newRow("fraction") << 1.5 << QByteArray("1.5");
-        QTest::newRow("tenth") << 0.1 << QByteArray("0.1");
         QTest::newRow("shortest round trip") << 0.1 + 0.2 << QByteArray("0.30000000000000004");
         QTest::newRow("smallest plain") << 1e-4 << QByteArray("0.0001");
         QTest::newRow("below 1e-4") << 9.5e-5 << QByteArray("9.5e-05");
@@ -103,16 +102,12 @@ private Q_SLOTS:
         QTest::newRow("2^53") << 9007199254740992.0 << QByteArray("9007199254740992");
         QTest::newRow("above 2^53") << 9007199254740994.0 << QByteArray("9.007199254740994e+15");
         QTest::newRow("1e16") << 1e16 << QByteArray("1e+16");
-        QTest::newRow("three-digit exponent") << 1e300 << QByteArray("1e+300");
         QTest::newRow("max") << std::numeric_limits<double>::max()
                              << QByteArray("1.7976931348623157e+308");
         QTest::newRow("subnormal") << 5e-324 << QByteArray("5e-324");
         QTest::newRow("zero") << 0.0 << QByteArray("0");
         QTest::newRow("negative zero") << -0.0 << QByteArray("-0");
-        QTest::newRow("negative") << -1.0 << QByteArray("-1");
-        QTest::newRow("many digits") << 123456.789 << QByteArray("123456.789");
         QTest::newRow("trailing zeros") << 1200.0 << QByteArray("1200");
-        QTest::newRow("leading zeros") << 0.00123 << QByteArray("0.00123");
     }
 
     void numbers()
@@ -181,17 +176,14 @@ private Q_SLOTS:
         QTest::newRow("nothing") << QByteArray();
         QTest::newRow("not json") << QByteArray("terminalApp=kitty");
         QTest::newRow("array at top") << QByteArray("[]");
-        QTest::newRow("string at top") << QByteArray("\"{}\"");
         QTest::newRow("truncated") << document(QString()).chopped(3);
         QTest::newRow("trailing garbage") << QByteArray("{} {}");
         QTest::newRow("invalid utf-8") << document(QString()).replace("\"n\"", "\"\xff\"");
         QTest::newRow("overflowing number") << document(QString()).replace("1}", "1e400}");
         QTest::newRow("groups a number") << QByteArray(R"({"groups": 5})");
-        QTest::newRow("groups an object") << QByteArray(R"({"groups": {}})");
         QTest::newRow("group not an object") << QByteArray(R"({"groups": [null]})");
         QTest::newRow("name missing") << document({}).replace("\"name\": \"n\",", "");
         QTest::newRow("name null") << document({}).replace("\"name\": \"n\"", "\"name\": null");
-        QTest::newRow("name a number") << document({}).replace("\"name\": \"n\"", "\"name\": 1");
         QTest::newRow("name lone surrogate")
             << document({}).replace("\"name\": \"n\"", "\"name\": \"\\ud800\"");
         QTest::newRow("commands missing") << QByteArray(
@@ -204,10 +196,7 @@ private Q_SLOTS:
             << document({}).replace("\"delayAfter\": 1", "\"delayAfter\": null");
         QTest::newRow("delay missing") << document({}).replace(", \"delayAfter\": 1", "");
         QTest::newRow("command missing") << document({}).replace(" \"command\": \"c\",", "");
-        QTest::newRow("command a bool")
-            << document({}).replace("\"command\": \"c\"", "\"command\": true");
         QTest::newRow("override a number") << document({}, u"\"packedOverride\": 0,"_s);
-        QTest::newRow("override an array") << document({}, u"\"packedOverride\": [],"_s);
 
         const auto withStepId = [](const QByteArray &id) {
             return document({}).replace(QByteArray(stepId.data()), id);
@@ -218,8 +207,6 @@ private Q_SLOTS:
         QTest::newRow("id one short") << withStepId(QByteArray(stepId.data()).chopped(1));
         QTest::newRow("id non-hex digit")
             << withStepId(QByteArray(stepId.data()).replace('D', 'G'));
-        QTest::newRow("id without hyphens")
-            << withStepId(QByteArray(stepId.data()).replace('-', "") + "0000");
         QTest::newRow("id hyphen moved")
             << withStepId(QByteArray("0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"));
         QTest::newRow("group id missing")

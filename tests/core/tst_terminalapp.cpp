@@ -55,15 +55,6 @@ private Q_SLOTS:
         copy = group;
         copy.commands[0].delayAfter = 1.5;
         QVERIFY(copy != group);
-
-        copy = group;
-        copy.commands.append(CommandStep{});
-        QVERIFY(copy != group);
-
-        AppConfig config;
-        AppConfig changed = config;
-        changed.terminalApp = TerminalApp::kitty;
-        QVERIFY(changed != config);
     }
 
     void rawValueLookup_data()
@@ -90,29 +81,18 @@ private Q_SLOTS:
 
     void perTerminalProperties()
     {
-        const QStringList rawValues{
-            QStringLiteral("appleTerminal"), QStringLiteral("iterm2"), QStringLiteral("ghostty"),
-            QStringLiteral("warp"),          QStringLiteral("kitty"),  QStringLiteral("wezterm"),
-            QStringLiteral("alacritty"),     QStringLiteral("tabby"),
-        };
         QStringList listed;
         for (TerminalApp app : allTerminalApps)
             listed.append(rawValue(app));
-        QCOMPARE(listed, rawValues);
-
+        QCOMPARE(listed.join(u','), QStringLiteral("appleTerminal,iterm2,ghostty,warp,kitty,"
+                                                   "wezterm,alacritty,tabby"));
         QCOMPARE(displayName(TerminalApp::kitty), QStringLiteral("kitty"));
         QCOMPARE(displayName(TerminalApp::appleTerminal),
                  QStringLiteral("Terminal (macOS built-in)"));
-        QCOMPARE(bundleIdentifier(TerminalApp::warp), QStringLiteral("dev.warp.Warp-Stable"));
         QCOMPARE(launchStyle(TerminalApp::warp), TerminalLaunchStyle::warpLaunchConfiguration);
         QVERIFY(combinesCommands(TerminalApp::warp));
+        QVERIFY(combinesCommands(TerminalApp::tabby));
         QVERIFY(!combinesCommands(TerminalApp::iterm2));
-        QVERIFY(!combinesCommands(TerminalApp::appleTerminal));
-        for (TerminalApp app : {TerminalApp::ghostty, TerminalApp::kitty, TerminalApp::wezterm,
-                                TerminalApp::alacritty, TerminalApp::tabby}) {
-            QCOMPARE(launchStyle(app), TerminalLaunchStyle::packedScript);
-            QVERIFY(combinesCommands(app));
-        }
     }
 };
 
