@@ -126,6 +126,7 @@ class Session:
         self.spawn(["trayer"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.xdotool("search", "--sync", "--classname", "^trayer$")
 
+    # Note: `xdotool search` ORs its conditions unless given --all.
     def xdotool(self, *args, check=True):
         result = subprocess.run(["xdotool", *args], env=self.env, capture_output=True, text=True,
                                 timeout=TIMEOUT)
@@ -219,7 +220,19 @@ def case_fallback_run(s):
     s.expect_alive()
 
 
-# xdotool ORs its search conditions unless told --all.
+def case_tray_appears_later(s):
+    s.start_display()
+    s.write_config(s.marker_groups())
+    s.start_corvane()
+    fallback = s.xdotool("search", "--all", "--sync", "--onlyvisible", "--pid", str(s.app.pid),
+                         "--name", "^Corvane$")[0]
+    s.start_tray()
+    wait_until("the icon to dock in the new tray", lambda: next(
+        (w for w in s.app_windows() if not s.parent_is_root(w)), None))
+    wait_until("the fallback window to go", lambda: fallback not in s.app_windows(visible_only=True))
+    s.expect_alive()
+
+
 def open_editor_by_second_start(s):
     second = subprocess.run([s.corvane], env=s.env, capture_output=True, text=True,
                             timeout=TIMEOUT)
@@ -285,6 +298,7 @@ def case_no_display(s):
 CASES = {
     "tray_run": case_tray_run,
     "fallback_run": case_fallback_run,
+    "tray_appears_later": case_tray_appears_later,
     "second_instance": case_second_instance,
     "editor_saves": case_editor_saves,
     "no_display": case_no_display,
