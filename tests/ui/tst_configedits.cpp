@@ -62,55 +62,6 @@ private Q_SLOTS:
             QVERIFY(groups.contains(group));
     }
 
-    void stepsMoveAndDeleteById()
-    {
-        QList<CommandStep> steps{{QUuid::createUuid(), u"a"_s, 0},
-                                 {QUuid::createUuid(), u"b"_s, 1},
-                                 {QUuid::createUuid(), u"c"_s, 2}};
-        const auto commands = [&] {
-            QStringList result;
-            for (const CommandStep &step : steps)
-                result.append(step.command);
-            return result;
-        };
-        edits::moveStep(steps, steps.at(0).id, -1);
-        QCOMPARE(commands(), (QStringList{u"a"_s, u"b"_s, u"c"_s}));
-        edits::moveStep(steps, steps.at(1).id, 1);
-        QCOMPARE(commands(), (QStringList{u"a"_s, u"c"_s, u"b"_s}));
-        QCOMPARE(steps.at(2).delayAfter, 1.0);
-
-        edits::removeStep(steps, steps.at(1).id);
-        QCOMPARE(commands(), (QStringList{u"a"_s, u"b"_s}));
-        edits::removeStep(steps, QUuid::createUuid());
-        QCOMPARE(steps.size(), 2);
-
-        edits::addStep(steps);
-        QCOMPARE(steps.size(), 3);
-        QCOMPARE(steps.last().command, QString());
-        QCOMPARE(steps.last().delayAfter, 0.0);
-        QVERIFY(steps.last().id != steps.at(0).id && steps.last().id != steps.at(1).id);
-    }
-
-    void addGroupNumbersByCount()
-    {
-        QList<TabGroup> groups = groupsNamed({u"Window 1"_s, u"Window 2"_s, u"Window 3"_s});
-        edits::addGroup(groups);
-        QCOMPARE(groups.last().name, u"Window 4"_s);
-        QCOMPARE(groups.last().commands.size(), 1);
-        QVERIFY(!groups.last().packedOverride);
-
-        // After a delete the count, not the highest number, decides: names may repeat.
-        groups = groupsNamed({u"Window 1"_s, u"Window 2"_s, u"Window 3"_s});
-        edits::removeGroup(groups, groups.at(1).id);
-        edits::addGroup(groups);
-        QCOMPARE(namesOf(groups), (QStringList{u"Window 1"_s, u"Window 3"_s, u"Window 3"_s}));
-        QVERIFY(groups.at(1).id != groups.at(2).id);
-
-        groups.clear();
-        edits::addGroup(groups);
-        QCOMPARE(namesOf(groups), QStringList{u"Window 1"_s});
-    }
-
     void hasCommands_data()
     {
         QTest::addColumn<QList<QStringList>>("commands"); // one list per group
