@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMetaType>
 #include <QString>
 
 #include <array>
@@ -33,3 +34,6 @@ TerminalLaunchStyle launchStyle(TerminalApp app);
 bool combinesCommands(TerminalApp app);
 
 } // namespace corvane
+
+// Lets the enum travel in QVariant and data-driven tests.
+Q_DECLARE_METATYPE(corvane::TerminalApp)

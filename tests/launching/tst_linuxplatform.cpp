@@ -250,7 +250,5 @@ private Q_SLOTS:
     }
 };
 
-Q_DECLARE_METATYPE(corvane::TerminalApp)
-
 QTEST_MAIN(LinuxPlatformTest)
 #include "tst_linuxplatform.moc"

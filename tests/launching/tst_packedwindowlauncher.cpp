@@ -3,8 +3,6 @@
 
 #include <QTest>
 
-Q_DECLARE_METATYPE(corvane::TerminalApp)
-
 using namespace corvane;
 using namespace corvane::testing;
 using namespace Qt::StringLiterals;

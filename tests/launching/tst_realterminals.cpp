@@ -138,7 +138,5 @@ private Q_SLOTS:
     }
 };
 
-Q_DECLARE_METATYPE(corvane::TerminalApp)
-
 QTEST_GUILESS_MAIN(RealTerminalsTest)
 #include "tst_realterminals.moc"
