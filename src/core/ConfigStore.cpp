@@ -51,10 +51,13 @@ ConfigStore::ConfigStore(const QString &applicationSupportDirectory, QObject *pa
     // A user of the older build keeps their configuration; the old file stays where it is.
     if (!QFileInfo::exists(m_filePath)) {
         const QString oldFile = base.filePath(QStringLiteral("Lumaret/config.json"));
-        if (QFileInfo::exists(oldFile) && QFile::copy(oldFile, m_filePath))
+        if (QFileInfo(oldFile).isFile() && QFile::copy(oldFile, m_filePath))
             QFile::setPermissions(m_filePath, ownerOnlyFile);
     }
 
+    // Only regular files are read: opening a FIFO or a device would hang start-up.
+    if (!QFileInfo(m_filePath).isFile())
+        return;
     QFile file(m_filePath);
     if (!file.open(QIODevice::ReadOnly))
         return;
