@@ -4,71 +4,63 @@
 #include <QTest>
 
 using namespace corvane;
+using namespace Qt::StringLiterals;
 
 class TestTerminalApp final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void defaultConfiguration()
+    void defaults()
     {
         const AppConfig config;
         QCOMPARE(config.terminalApp, TerminalApp::appleTerminal);
         QCOMPARE(config.groups.size(), 1);
-        const TabGroup &group = config.groups.constFirst();
-        QCOMPARE(group.name, QStringLiteral("Window 1"));
-        QVERIFY(!group.packedOverride.has_value());
+        const TabGroup &group = config.groups[0];
+        QCOMPARE(group.name, u"Window 1"_s);
+        QVERIFY(!group.packedOverride);
         QCOMPARE(group.commands.size(), 1);
-        QCOMPARE(group.commands.constFirst().command, QString());
-        QCOMPARE(group.commands.constFirst().delayAfter, 0.0);
-        QVERIFY(!group.id.isNull());
+        QCOMPARE(group.commands[0].command, QString());
+        QCOMPARE(group.commands[0].delayAfter, 0.0);
         QCOMPARE(group.id.version(), QUuid::Random);
-
-        // Every default gets fresh identities, so two defaults never compare equal.
+        // Fresh identities every time, so two defaults never compare equal.
         const AppConfig other;
-        QVERIFY(other.groups.constFirst().id != group.id);
-        QVERIFY(other.groups.constFirst().commands.constFirst().id !=
-                group.commands.constFirst().id);
+        QVERIFY(other.groups[0].id != group.id);
+        QVERIFY(other.groups[0].commands[0].id != group.commands[0].id);
         QVERIFY(other != config);
-    }
 
-    void defaultGroup()
-    {
-        const TabGroup group;
-        QCOMPARE(group.name, QStringLiteral("Session"));
-        QCOMPARE(group.commands.size(), 1);
-        QVERIFY(group.commands.constFirst().command.isEmpty());
+        const TabGroup plain;
+        QCOMPARE(plain.name, u"Session"_s);
+        QCOMPARE(plain.commands.size(), 1);
     }
 
     void equalityCoversEveryField()
     {
-        const TabGroup group;
-        TabGroup copy = group;
-        QCOMPARE(copy, group);
-
-        copy.id = QUuid::createUuid();
-        QVERIFY(copy != group);
-
-        copy = group;
-        copy.packedOverride = QString();
-        QVERIFY(copy != group); // present-but-empty differs from absent
-
-        copy = group;
-        copy.commands[0].delayAfter = 1.5;
-        QVERIFY(copy != group);
+        const AppConfig config;
+        AppConfig copy = config;
+        QCOMPARE(copy, config);
+        copy.groups[0].id = QUuid::createUuid();
+        QVERIFY(copy != config);
+        copy = config;
+        copy.groups[0].packedOverride = QString(); // present-but-empty differs from absent
+        QVERIFY(copy != config);
+        copy = config;
+        copy.groups[0].commands[0].delayAfter = 1.5;
+        QVERIFY(copy != config);
+        copy = config;
+        copy.terminalApp = TerminalApp::kitty;
+        QVERIFY(copy != config);
     }
 
     void rawValueLookup_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<int>("expected"); // -1: no terminal
-
         for (TerminalApp app : allTerminalApps)
-            QTest::newRow(qPrintable(rawValue(app))) << rawValue(app) << static_cast<int>(app);
-        QTest::newRow("capital T") << QStringLiteral("iTerm2") << -1;
-        QTest::newRow("capital K") << QStringLiteral("Kitty") << -1;
+            QTest::newRow(qPrintable(rawValue(app))) << rawValue(app) << int(app);
+        QTest::newRow("capital T") << u"iTerm2"_s << -1;
+        QTest::newRow("capital K") << u"Kitty"_s << -1;
         QTest::newRow("empty") << QString() << -1;
-        QTest::newRow("leading blank") << QStringLiteral(" warp") << -1;
-        QTest::newRow("display name") << QStringLiteral("WezTerm") << -1;
+        QTest::newRow("leading blank") << u" warp"_s << -1;
     }
 
     void rawValueLookup()
@@ -76,23 +68,24 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(int, expected);
         const auto app = terminalAppFromRawValue(text);
-        QCOMPARE(app ? static_cast<int>(*app) : -1, expected);
+        QCOMPARE(app ? int(*app) : -1, expected);
     }
 
-    void perTerminalProperties()
+    void orderAndLaunchStyles()
     {
         QStringList listed;
-        for (TerminalApp app : allTerminalApps)
+        for (TerminalApp app : allTerminalApps) {
             listed.append(rawValue(app));
-        QCOMPARE(listed.join(u','), QStringLiteral("appleTerminal,iterm2,ghostty,warp,kitty,"
-                                                   "wezterm,alacritty,tabby"));
-        QCOMPARE(displayName(TerminalApp::kitty), QStringLiteral("kitty"));
-        QCOMPARE(displayName(TerminalApp::appleTerminal),
-                 QStringLiteral("Terminal (macOS built-in)"));
+            // Only Terminal and iTerm2 are typed into; every other terminal gets one line.
+            const bool typedInto = app == TerminalApp::appleTerminal || app == TerminalApp::iterm2;
+            QCOMPARE(combinesCommands(app), !typedInto);
+            QCOMPARE(launchStyle(app) == TerminalLaunchStyle::appleScript, typedInto);
+        }
+        QCOMPARE(listed.join(u','),
+                 u"appleTerminal,iterm2,ghostty,warp,kitty,wezterm,alacritty,tabby"_s);
         QCOMPARE(launchStyle(TerminalApp::warp), TerminalLaunchStyle::warpLaunchConfiguration);
-        QVERIFY(combinesCommands(TerminalApp::warp));
-        QVERIFY(combinesCommands(TerminalApp::tabby));
-        QVERIFY(!combinesCommands(TerminalApp::iterm2));
+        QCOMPARE(displayName(TerminalApp::kitty), u"kitty"_s);
+        QCOMPARE(displayName(TerminalApp::appleTerminal), u"Terminal (macOS built-in)"_s);
     }
 };
 
