@@ -2,50 +2,33 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 
 namespace corvane::testing {
 
 namespace {
 
+// Characters the JSON writer has to escape or must leave raw, and now and then any other.
 QString randomText(QRandomGenerator &rng)
 {
-    static const char32_t specials[] = {U'"',   U'\\',  U'/', U'\'',   U'\b', U'\n',
-                                        U'\t',  0x00,   0x1F, 0x7F,    0x85,  0x2028,
-                                        0x200B, 0xFEFF, U'é', 0x1F600, U'$',  U' '};
+    static const char32_t specials[] = {U'"', U'\\', U'/', U'\'',  U'\b',  U'\n',  U'\t',  0x00,
+                                        0x1F, 0x7F,  0x85, 0x2028, 0x200B, 0xFEFF, 0x1F600};
     QString text;
     for (int i = rng.bounded(0, 12); i > 0; --i) {
         char32_t c = specials[rng.bounded(quint32(std::size(specials)))];
-        if (rng.bounded(2) == 0) {
-            do // any scalar value: surrogate code points are not characters
-                c = rng.bounded(0x110000u);
-            while (c >= 0xD800 && c <= 0xDFFF);
-        }
+        if (rng.bounded(2) == 0 && (c = rng.bounded(0x10F800u)) >= 0xD800)
+            c += 0x800; // any scalar value, skipping the surrogates
         text.append(QString::fromUcs4(&c, 1));
     }
     return text;
 }
 
+// Quarter seconds, or arbitrary bit patterns for subnormals and both ends of the range.
 double randomDelay(QRandomGenerator &rng)
 {
-    static const double specials[] = {0.0,
-                                      -0.0,
-                                      0.1,
-                                      2.5,
-                                      1e-4,
-                                      9.99e-5,
-                                      9007199254740992.0,
-                                      9007199254740994.0,
-                                      std::numeric_limits<double>::max(),
-                                      std::numeric_limits<double>::denorm_min()};
-    if (rng.bounded(3) == 0)
-        return specials[rng.bounded(quint32(std::size(specials)))];
-    // Arbitrary bit patterns reach subnormals and both ends of the exponent range.
-    double value = 0;
-    do
-        value = std::bit_cast<double>(rng.generate64());
-    while (!std::isfinite(value));
-    return value;
+    if (rng.bounded(2) == 0)
+        return rng.bounded(0, 40) / 4.0;
+    const double value = std::bit_cast<double>(rng.generate64());
+    return std::isfinite(value) ? value : -0.0;
 }
 
 } // namespace

@@ -4,10 +4,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTest>
-
-#include <limits>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -48,140 +45,82 @@ private Q_SLOTS:
                  QByteArray("{\n  \"groups\" : [\n\n  ],\n  \"terminalApp\" : \"iterm2\"\n}"));
     }
 
-    void numbers_data()
+    void delaysWithoutAPlainForm()
     {
-        QTest::addColumn<double>("value");
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("whole") << 1200.0 << QByteArray("1200");
-        QTest::newRow("fraction") << 1200.5 << QByteArray("1200.5");
-        QTest::newRow("shortest round trip") << 0.1 + 0.2 << QByteArray("0.30000000000000004");
-        QTest::newRow("smallest plain") << 1e-4 << QByteArray("0.0001");
-        QTest::newRow("below 1e-4") << -9.5e-5 << QByteArray("-9.5e-05");
-        QTest::newRow("2^53") << 9007199254740992.0 << QByteArray("9007199254740992");
-        QTest::newRow("above 2^53") << 9007199254740994.0 << QByteArray("9.007199254740994e+15");
-        QTest::newRow("1e16") << 1e16 << QByteArray("1e+16");
-        QTest::newRow("three-digit exponent") << 5e-324 << QByteArray("5e-324");
-        QTest::newRow("negative zero") << -0.0 << QByteArray("-0");
-    }
-
-    void numbers()
-    {
-        QFETCH(double, value);
-        QFETCH(QByteArray, text);
         AppConfig config;
-        config.groups[0].commands[0].delayAfter = value;
-        QVERIFY2(encoded(config).contains(": " + text + ",\n"), encoded(config).constData());
-        const auto read = ConfigCodec::decode(doc(": 1}", ": " + text + '}'));
-        QVERIFY(read);
-        QCOMPARE(read->groups[0].commands[0].delayAfter, value);
-    }
-
-    void strings_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("json");
-        QTest::newRow("slash") << u"cd ~/src"_s << QByteArray("\"cd ~\\/src\"");
-        QTest::newRow("quote, backslash") << u"a\"b\\c"_s << QByteArray("\"a\\\"b\\\\c\"");
-        QTest::newRow("short escapes") << u"\b\f\n\r\t"_s << QByteArray("\"\\b\\f\\n\\r\\t\"");
-        QTest::newRow("other controls")
-            << QString(QChar(0)) + u"\x1b"_s << QByteArray("\"\\u0000\\u001b\"");
-        QTest::newRow("raw") << u"\x7f\u2028\U0001F600'"_s
-                             << QByteArray("\"\x7f\xe2\x80\xa8\xf0\x9f\x98\x80'\"");
-    }
-
-    void strings()
-    {
-        QFETCH(QString, text);
-        QFETCH(QByteArray, json);
-        AppConfig config;
-        config.groups[0].name = text;
-        QVERIFY2(encoded(config).contains(": " + json + '\n'), encoded(config).constData());
-        QCOMPARE(ConfigCodec::decode(encoded(config))->groups[0].name, text);
-    }
-
-    void nonFiniteDelayEncodesToNothing()
-    {
+        config.groups[0].commands[0].delayAfter = -0.0; // Qt's reader would turn "-0.0" into 0
+        QVERIFY(encoded(config).contains(": -0,"));
+        config.groups.append(TabGroup{});
         for (double delay : {qQNaN(), -qInf()}) {
-            AppConfig config;
-            config.groups.append(TabGroup{});
-            config.groups[1].commands.append(CommandStep{QUuid::createUuid(), u"x"_s, delay});
+            config.groups[1].commands[0].delayAfter = delay;
             QVERIFY(!ConfigCodec::encode(config));
         }
     }
 
-    void unreadable_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("array at top") << QByteArray("[]");
-        QTest::newRow("truncated") << doc().chopped(3);
-        QTest::newRow("trailing garbage") << doc() + "{}";
-        QTest::newRow("invalid utf-8") << doc("\"n\"", "\"\xff\"");
-        QTest::newRow("overflowing number") << doc(": 1}", ": 1e400}");
-        QTest::newRow("groups not an array") << QByteArray(R"({"groups": {}})");
-        QTest::newRow("group null") << QByteArray(R"({"groups": [null]})");
-        QTest::newRow("name missing") << doc("\"name\": \"n\",");
-        QTest::newRow("name null") << doc("\"n\"", "null");
-        QTest::newRow("name lone surrogate") << doc("\"n\"", "\"\\ud800\"");
-        QTest::newRow("commands missing") << doc("\"commands\"", "\"x\"");
-        QTest::newRow("step not an object") << doc("\"commands\": [", "\"commands\": [3, ");
-        QTest::newRow("delay digit string") << doc(": 1}", ": \"2\"}");
-        QTest::newRow("command missing") << doc("\"command\": \"c\",");
-        QTest::newRow("override a number") << doc("\"name\"", "\"packedOverride\": 0, \"name\"");
-        QTest::newRow("id braced") << doc(stepId, '{' + QByteArray(stepId) + '}');
-        QTest::newRow("id trailing text") << doc(stepId, QByteArray(stepId) + 'X');
-        QTest::newRow("id non-hex") << doc(stepId, QByteArray(stepId).replace('D', 'G'));
-        QTest::newRow("id hyphen moved") << doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D");
-    }
-
-    void unreadable()
-    {
-        QFETCH(QByteArray, bytes);
-        QVERIFY(ConfigCodec::decode(doc())); // the base document itself is fine
-        QVERIFY(!ConfigCodec::decode(bytes));
-    }
-
-    void readable_data()
+    void decoding_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("summary");     // terminal, first group's name, its step count
         QTest::addColumn<QByteArray>("fragment"); // in the re-encoding; "!x": x must not be
         const auto row = [](const char *name, const QByteArray &bytes, const QString &summary,
-                            const QByteArray &fragment) {
+                            const QByteArray &fragment = {}) {
             QTest::newRow(name) << bytes << summary << fragment;
         };
+        const QString base = u"appleTerminal n 1"_s, unreadable = u"unreadable"_s;
+        row("base document", doc(), base, stepId);
         row("empty object", "{}", u"appleTerminal Window 1 1"_s, "\"command\" : \"\"");
-        row("groups null", R"({"groups": null, "terminalApp": "kitty"})", u"kitty Window 1 1"_s,
-            "!packedOverride");
-        row("groups empty", R"({"groups": [], "terminalApp": "kitty"})", u"kitty Window 1 1"_s,
-            "\"kitty\"");
+        row("groups null", R"({"groups": null, "terminalApp": "kitty"})", u"kitty Window 1 1"_s);
+        row("groups empty", R"({"groups": [], "terminalApp": "kitty"})", u"kitty Window 1 1"_s);
         for (const char *terminal : {"\"Warp\"", "3", "null"}) {
-            row(terminal, doc("{", "{\"terminalApp\": " + QByteArray(terminal) + ','),
-                u"appleTerminal n 1"_s, "\"terminalApp\" : \"appleTerminal\"");
+            row(terminal, doc("{", "{\"terminalApp\": " + QByteArray(terminal) + ','), base,
+                "\"terminalApp\" : \"appleTerminal\"");
         }
         row("no steps", doc("[{\"id\": \"" + QByteArray(stepId), "[], \"x\": [{\"id\": \""),
             u"appleTerminal n 0"_s, "\"commands\" : [\n\n      ]");
-        row("exponent delay", doc(": 1}", ": 1.5e0}"), u"appleTerminal n 1"_s, ": 1.5,");
-        row("lower-case id", doc(stepId, QByteArray(stepId).toLower()), u"appleTerminal n 1"_s,
-            stepId);
-        row("empty override", doc("\"name\"", "\"packedOverride\": \"\", \"name\""),
-            u"appleTerminal n 1"_s, "\"packedOverride\" : \"\"");
-        row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""),
-            u"appleTerminal n 1"_s, "!packedOverride");
-        row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), u"appleTerminal n 1"_s, "!x1");
+        // Numbers are read exactly and written by the layout rules, edges included.
+        row("exponent delay", doc(": 1}", ": 1.5e0}"), base, ": 1.5,");
+        row("shortest", doc(": 1}", ": 0.30000000000000004}"), base, ": 0.30000000000000004,");
+        row("below 1e-4", doc(": 1}", ": -0.000095}"), base, ": -9.5e-05,");
+        row("2^53", doc(": 1}", ": 9007199254740992}"), base, ": 9007199254740992,");
+        row("above 2^53", doc(": 1}", ": 9007199254740994}"), base, ": 9.007199254740994e+15,");
+        row("subnormal", doc(": 1}", ": 5e-324}"), base, ": 5e-324,");
+        row("lower-case id", doc(stepId, QByteArray(stepId).toLower()), base, stepId);
+        row("empty override", doc("\"name\"", "\"packedOverride\": \"\", \"name\""), base,
+            "\"packedOverride\" : \"\"");
+        row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
+            "!packedOverride");
+        row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
+
+        row("nothing", QByteArray(), unreadable);
+        row("array at top", "[]", unreadable);
+        row("truncated", doc().chopped(3), unreadable);
+        row("groups not an array", R"({"groups": {}})", unreadable);
+        row("group null", R"({"groups": [null]})", unreadable);
+        row("name missing", doc("\"name\": \"n\","), unreadable);
+        row("name lone surrogate", doc("\"n\"", "\"\\ud800\""), unreadable);
+        row("commands missing", doc("\"commands\"", "\"x\""), unreadable);
+        row("step not an object", doc("\"commands\": [", "\"commands\": [3, "), unreadable);
+        row("delay digit string", doc(": 1}", ": \"2\"}"), unreadable);
+        row("override a number", doc("\"name\"", "\"packedOverride\": 0, \"name\""), unreadable);
+        row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), unreadable);
+        row("id trailing text", doc(stepId, QByteArray(stepId) + 'X'), unreadable);
+        row("id non-hex", doc(stepId, QByteArray(stepId).replace('D', 'G')), unreadable);
+        row("id hyphen moved", doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"), unreadable);
     }
 
-    void readable()
+    void decoding()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, summary);
         QFETCH(QByteArray, fragment);
         const auto config = ConfigCodec::decode(bytes);
-        QVERIFY(config && config->groups.size() == 1);
-        QCOMPARE(u"%1 %2 %3"_s.arg(rawValue(config->terminalApp), config->groups[0].name)
-                     .arg(config->groups[0].commands.size()),
-                 summary);
-        const QByteArray again = encoded(*config);
+        if (!config || config->groups.size() != 1)
+            QCOMPARE(config ? u"%1 groups"_s.arg(config->groups.size()) : u"unreadable"_s, summary);
+        else
+            QCOMPARE(u"%1 %2 %3"_s.arg(rawValue(config->terminalApp), config->groups[0].name)
+                         .arg(config->groups[0].commands.size()),
+                     summary);
+        const QByteArray again = config ? encoded(*config) : QByteArray();
         const bool absent = fragment.startsWith('!');
         QVERIFY2(again.contains(fragment.mid(absent ? 1 : 0)) != absent, again.constData());
     }
@@ -211,19 +150,16 @@ private Q_SLOTS:
         AppConfig config{TerminalApp::warp, {}};
         while (config.groups.size() < 8)
             config.groups.append(testing::randomConfig(rng, 3).groups);
-        QTemporaryDir dir;
-        QFile file(dir.filePath(u"config.json"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(encoded(config)) > 0);
-        file.close();
         QProcess process;
-        process.start(python, {u"-c"_s,
-                               u"import json, sys; print(json.dumps(json.load(open(sys.argv[1], "
-                               "encoding='utf-8'))))"_s,
-                               file.fileName()});
+        process.start(python,
+                      {u"-c"_s, u"import json, sys; "
+                                "print(json.dumps(json.loads(sys.stdin.buffer.read())))"_s});
+        process.write(encoded(config));
+        process.closeWriteChannel();
         QVERIFY(process.waitForFinished(60000));
         QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
         const QByteArray viaPython = process.readAllStandardOutput();
-        QVERIFY(!viaPython.contains("\\/")); // really Python's text, not ours passed through
+        QVERIFY(viaPython.startsWith("{\"groups\": [{")); // Python's layout, not ours passed on
         QCOMPARE(ConfigCodec::decode(viaPython), std::optional<AppConfig>(config));
     }
 };
