@@ -17,6 +17,8 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# Debian ships binaries without symbols; a Debug build would otherwise put ~12 MB into the .deb.
+set(CPACK_STRIP_FILES ON)
 # Linked libraries come from dpkg-shlibdeps; plugins are loaded at run time and so are invisible to
 # it: without libqt6svg6 the SVG icons render empty, without a terminal there is nothing to open.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

@@ -16,7 +16,12 @@ namespace corvane {
 namespace {
 
 // Long enough for a slow link, short enough that the menu entry does not stay grey for good.
-constexpr std::chrono::milliseconds defaultTransferTimeout{30'000};
+constexpr std::chrono::milliseconds defaultTimeout{30'000};
+// Appcasts with years of embedded release notes stay far below this; a bigger answer is not a
+// feed, and reading on would only fill memory.
+constexpr qint64 maximumFeedBytes = 8 * 1024 * 1024;
+// Enough for a moved feed or an http → https hop; a redirect loop fails quickly.
+constexpr int maximumRedirects = 5;
 
 UpdateCheckResult failure(const QString &message)
 {
@@ -29,34 +34,43 @@ UpdateCheckResult failure(const QString &message)
 } // namespace
 
 struct UpdateChecker::Private {
+    enum class Abort { none, timedOut, tooLarge };
+
     QUrl feedUrl;
     QString currentVersion;
     bool ready = false;
     bool checking = false;
-    std::chrono::milliseconds transferTimeout = defaultTransferTimeout;
+    Abort abort = Abort::none; // why the running check's reply was aborted, if it was
+    std::chrono::milliseconds timeout = defaultTimeout;
     // Made on the first check: loading the network stack is not worth paying for at start-up.
     QNetworkAccessManager *network = nullptr;
 
-    UpdateCheckResult evaluate(QNetworkReply *reply) const;
+    UpdateCheckResult evaluate(QNetworkReply &reply) const;
 };
 
-UpdateCheckResult UpdateChecker::Private::evaluate(QNetworkReply *reply) const
+UpdateCheckResult UpdateChecker::Private::evaluate(QNetworkReply &reply) const
 {
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    // The transfer timeout aborts the reply; which error that gives depends on the Qt version.
-    if (reply->error() == QNetworkReply::OperationCanceledError ||
-        reply->error() == QNetworkReply::TimeoutError)
+    if (abort == Abort::timedOut)
         return failure(u"The update server did not answer in time."_s);
-    if (status.isValid() && status.toInt() >= 400) {
+    if (abort == Abort::tooLarge) {
+        return failure(u"The update feed is larger than %1 MB."_s.arg(
+            QString::number(maximumFeedBytes / (1024 * 1024))));
+    }
+    if (reply.error() == QNetworkReply::TooManyRedirectsError)
+        return failure(u"The update server redirected the request too many times."_s);
+    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (status.isValid() && (status.toInt() < 200 || status.toInt() >= 300)) {
         return failure(u"The update server answered with an error (HTTP %1)."_s.arg(
             QString::number(status.toInt())));
     }
-    if (reply->error() != QNetworkReply::NoError) {
-        return failure(
-            u"Corvane couldn’t reach the update server: %1."_s.arg(reply->errorString()));
+    if (reply.error() != QNetworkReply::NoError) {
+        QString detail = reply.errorString();
+        if (detail.endsWith(u'.'))
+            detail.chop(1);
+        return failure(u"Corvane couldn’t reach the update server: %1."_s.arg(detail));
     }
 
-    const AppcastParser::Result parsed = AppcastParser::parse(reply->readAll(), reply->url());
+    const AppcastParser::Result parsed = AppcastParser::parse(reply.readAll(), reply.url());
     if (!parsed.errorMessage.isEmpty())
         return failure(parsed.errorMessage);
 
@@ -85,6 +99,8 @@ UpdateChecker::UpdateChecker(const QUrl &feedUrl, const QString &currentVersion,
     });
 }
 
+// Deleting the manager with the checker aborts a check under way; its signals no longer reach
+// the checker by then, so nothing is reported.
 UpdateChecker::~UpdateChecker() = default;
 
 bool UpdateChecker::canCheckForUpdates() const
@@ -94,7 +110,7 @@ bool UpdateChecker::canCheckForUpdates() const
 
 void UpdateChecker::setTransferTimeout(std::chrono::milliseconds timeout)
 {
-    d->transferTimeout = timeout;
+    d->timeout = timeout;
 }
 
 void UpdateChecker::checkForUpdates()
@@ -102,27 +118,51 @@ void UpdateChecker::checkForUpdates()
     if (!canCheckForUpdates())
         return;
     d->checking = true;
+    d->abort = Private::Abort::none;
     Q_EMIT canCheckForUpdatesChanged(false);
 
     if (d->network == nullptr)
         d->network = new QNetworkAccessManager(this);
     QNetworkRequest request(d->feedUrl);
-    request.setTransferTimeout(static_cast<int>(d->transferTimeout.count()));
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                          QNetworkRequest::AlwaysNetwork);
+    request.setMaximumRedirectsAllowed(maximumRedirects);
     QNetworkReply *reply = d->network->get(request);
-    connect(reply, &QNetworkReply::finished, this, [this, reply] {
+
+    auto *deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    connect(deadline, &QTimer::timeout, this, [this, reply] {
+        d->abort = Private::Abort::timedOut;
+        reply->abort();
+    });
+    deadline->start(d->timeout);
+    connect(reply, &QNetworkReply::downloadProgress, this,
+            [this, reply](qint64 received, qint64 total) {
+                if (std::max({received, total, reply->bytesAvailable()}) > maximumFeedBytes) {
+                    d->abort = Private::Abort::tooLarge;
+                    reply->abort();
+                }
+            });
+    connect(reply, &QNetworkReply::finished, this, [this, reply, deadline] {
+        deadline->stop();
         reply->deleteLater();
-        UpdateCheckResult result = d->evaluate(reply);
+        UpdateCheckResult result = d->evaluate(*reply);
         result.currentVersion = d->currentVersion;
-        // Stay busy while receivers show the outcome, so a second check cannot start under
-        // a dialog that is still open.
-        const QPointer<UpdateChecker> self(this);
-        Q_EMIT checkFinished(result);
-        if (self.isNull())
-            return;
-        d->checking = false;
-        Q_EMIT canCheckForUpdatesChanged(canCheckForUpdates());
+        // Reported from the event loop rather than from inside the reply's signal: receivers
+        // run a modal dialog or may delete this checker, and neither should happen under it.
+        QMetaObject::invokeMethod(
+            this,
+            [this, result] {
+                // Stay busy while receivers show the outcome, so a second check cannot start
+                // under a dialog that is still open.
+                const QPointer<UpdateChecker> self(this);
+                Q_EMIT checkFinished(result);
+                if (self.isNull())
+                    return;
+                d->checking = false;
+                Q_EMIT canCheckForUpdatesChanged(canCheckForUpdates());
+            },
+            Qt::QueuedConnection);
     });
 }
 

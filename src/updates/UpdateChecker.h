@@ -26,7 +26,8 @@ public:
     bool canCheckForUpdates() const;
     // Starts a check; the outcome arrives through checkFinished(). Ignored when no check can start.
     void checkForUpdates();
-    // How long a check may go without receiving anything before it fails (30 s unless set).
+    // How long a whole check may take before it fails (30 s unless set), so that a server that
+    // trickles its answer cannot keep the menu entry disabled either.
     void setTransferTimeout(std::chrono::milliseconds timeout);
 
 Q_SIGNALS:

@@ -75,6 +75,10 @@ void UpdateDialog::present(const UpdateCheckResult &result, QWidget *parent)
     if (answerHook()) {
         chosen = answerHook()(box);
     } else {
+        // A tray application has no window of its own in front, so bring the dialog forward.
+        box.show();
+        box.raise();
+        box.activateWindow();
         box.exec();
         chosen = box.clickedButton();
     }
