@@ -54,7 +54,7 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Corvane"));
     QApplication::setApplicationVersion(corvane::currentAppVersion());
-    // Closing the editor or the fallback window must not end a tray application.
+    // Closing the editor must not end a tray application (the fallback window quits itself).
     QApplication::setQuitOnLastWindowClosed(false);
 
     const std::unique_ptr<corvane::Platform> platform = corvane::makeSystemPlatform();

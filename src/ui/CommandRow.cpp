@@ -48,6 +48,8 @@ CommandRow::CommandRow(const QUuid &stepId, QWidget *parent)
     layout->addWidget(up);
     layout->addWidget(down);
     layout->addWidget(m_delete);
+    m_tabStops = {m_command, m_delayField, up, down, m_delete};
+    ui::chainTabOrder(m_tabStops);
 
     connect(m_command, &QLineEdit::textEdited, this, &CommandRow::commandEdited);
     connect(m_delayField, &QLineEdit::textEdited, this, [this](const QString &text) {

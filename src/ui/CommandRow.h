@@ -21,6 +21,7 @@ public:
     explicit CommandRow(const QUuid &stepId, QWidget *parent = nullptr);
 
     QUuid stepId() const { return m_stepId; }
+    QList<QWidget *> tabStops() const { return m_tabStops; }
     // Brings the fields up to date without disturbing what the user is typing.
     void update(const CommandStep &step, bool canDelete);
 
@@ -42,6 +43,7 @@ private:
     QLineEdit *m_command;
     QLineEdit *m_delayField;
     QToolButton *m_delete;
+    QList<QWidget *> m_tabStops;
 };
 
 } // namespace corvane

@@ -8,11 +8,13 @@
 #include "Platform.h"
 #include "UiKit.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShowEvent>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -46,8 +48,9 @@ QColor mintBackground(const QPalette &palette)
 } // namespace
 
 EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *parent)
-    : QWidget(parent), m_store(store), m_platform(platform), m_pickerRow(new QWidget),
-      m_picker(new QComboBox), m_notice(new QLabel), m_cardsLayout(new QVBoxLayout)
+    : QWidget(parent), m_store(store), m_platform(platform), m_scroll(new QScrollArea(this)),
+      m_pickerRow(new QWidget), m_picker(new QComboBox), m_notice(new QLabel),
+      m_cardsLayout(new QVBoxLayout)
 {
     setObjectName(QStringLiteral("editorWindow"));
     setWindowTitle(QStringLiteral("Corvane — Edit Commands"));
@@ -63,7 +66,7 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
     outer->setContentsMargins(0, 0, 0, 0);
     outer->setSpacing(0);
 
-    auto *scroll = new QScrollArea(this);
+    auto *scroll = m_scroll;
     scroll->setObjectName(QStringLiteral("editorScroll"));
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
@@ -123,10 +126,10 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
     m_cardsLayout->setSpacing(14);
     stack->addLayout(m_cardsLayout);
 
-    auto *addWindow = ui::accentButton(QStringLiteral("addWindow"), QStringLiteral("Add Window"),
-                                       QStringLiteral("window-new"), content);
-    addWindow->setFont(content->font()); // the one accent button in the body size
-    stack->addWidget(addWindow, 0, Qt::AlignLeft);
+    m_addWindow = ui::accentButton(QStringLiteral("addWindow"), QStringLiteral("Add Window"),
+                                   QStringLiteral("window-new"), content);
+    m_addWindow->setFont(content->font()); // the one accent button in the body size
+    stack->addWidget(m_addWindow, 0, Qt::AlignLeft);
     stack->addStretch(1);
 
     auto *divider = new QFrame(this);
@@ -157,7 +160,12 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
         config.terminalApp = m_pickerEntries.at(index);
         m_store.setConfig(config);
     });
-    connect(addWindow, &QToolButton::clicked, this, [this] {
+    auto *close = new QAction(this);
+    close->setShortcut(QKeySequence::Close);
+    addAction(close);
+    connect(close, &QAction::triggered, this, &QWidget::close);
+
+    connect(m_addWindow, &QToolButton::clicked, this, [this] {
         AppConfig config = m_store.config();
         edits::addGroup(config.groups);
         m_store.setConfig(config);
@@ -168,10 +176,7 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
 
 QList<GroupEditor *> EditorView::groupEditors() const
 {
-    QList<GroupEditor *> cards;
-    for (const QUuid &id : m_cardOrder)
-        cards.append(m_cards.value(id));
-    return cards;
+    return m_cards.ordered();
 }
 
 void EditorView::showEvent(QShowEvent *event)
@@ -182,9 +187,10 @@ void EditorView::showEvent(QShowEvent *event)
         return;
     m_saving = true;
     sync();
-    // Like a fresh window on macOS: typing goes to the first text field.
-    if (!focusWidget() && !m_cardOrder.isEmpty())
-        m_cards.value(m_cardOrder.first())->focusName();
+    // Every opening starts like a fresh window: at the top, typing into the first name.
+    m_scroll->verticalScrollBar()->setValue(0);
+    if (const QList<GroupEditor *> cards = m_cards.ordered(); !cards.isEmpty())
+        cards.first()->focusName();
     const auto replacement = edits::replacementTerminal(m_store.config().terminalApp,
                                                         edits::installedTerminals(m_platform));
     if (replacement) {
@@ -244,32 +250,8 @@ void EditorView::syncCards()
     QList<QUuid> order;
     for (const TabGroup &group : config.groups)
         order.append(group.id);
-
-    if (order != m_cardOrder) {
-        // Cards are kept by group id, so reordering never takes the focus out of a field.
-        for (auto it = m_cards.begin(); it != m_cards.end();) {
-            if (!order.contains(it.key())) {
-                m_cardsLayout->removeWidget(it.value());
-                it.value()->hide();
-                it.value()->deleteLater(); // may be the sender of the click being handled
-                it = m_cards.erase(it);
-            } else {
-                ++it;
-            }
-        }
-        for (GroupEditor *card : std::as_const(m_cards))
-            m_cardsLayout->removeWidget(card);
-        for (const QUuid &id : order) {
-            GroupEditor *card = m_cards.value(id);
-            if (!card) {
-                card = makeCard(id);
-                m_cards.insert(id, card);
-            }
-            m_cardsLayout->addWidget(card);
-            card->show();
-        }
-        m_cardOrder = order;
-    }
+    const bool reordered =
+        m_cards.sync(order, m_cardsLayout, [this](const QUuid &id) { return makeCard(id); });
 
     const bool combines = combinesCommands(config.terminalApp);
     const bool canDelete = config.groups.size() >= 2;
@@ -279,6 +261,10 @@ void EditorView::syncCards()
             preview = PackedCommandBuilder::packed(group.commands);
         m_cards.value(group.id)->update(group, preview, canDelete);
     }
+    // After the updates, which may have added step rows inside the cards.
+    if (reordered)
+        ui::chainTabOrder(QList<QWidget *>{m_picker} + m_cards.tabStops() +
+                          QList<QWidget *>{m_addWindow});
 }
 
 GroupEditor *EditorView::makeCard(const QUuid &id)

@@ -1,14 +1,16 @@
 #pragma once
 
+#include "KeyedWidgets.h"
 #include "TerminalApp.h"
 
-#include <QHash>
 #include <QList>
 #include <QUuid>
 #include <QWidget>
 
 class QComboBox;
 class QLabel;
+class QScrollArea;
+class QToolButton;
 class QVBoxLayout;
 
 namespace corvane {
@@ -45,13 +47,14 @@ private:
     // Saving follows the window's visibility: only changes made while it is shown are written.
     bool m_saving = false;
 
+    QScrollArea *m_scroll;
     QWidget *m_pickerRow;
     QComboBox *m_picker;
     QList<TerminalApp> m_pickerEntries;
     QLabel *m_notice;
     QVBoxLayout *m_cardsLayout;
-    QHash<QUuid, GroupEditor *> m_cards;
-    QList<QUuid> m_cardOrder;
+    QToolButton *m_addWindow = nullptr;
+    KeyedWidgets<GroupEditor> m_cards;
 };
 
 } // namespace corvane

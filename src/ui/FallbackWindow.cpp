@@ -2,6 +2,7 @@
 
 #include "Icons.h"
 
+#include <QCloseEvent>
 #include <QFrame>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -35,6 +36,12 @@ FallbackWindow::FallbackWindow(const QList<QAction *> &entries, QWidget *parent)
         layout->addWidget(button);
     }
     setFixedSize(sizeHint().expandedTo(QSize(240, 0)));
+}
+
+void FallbackWindow::closeEvent(QCloseEvent *event)
+{
+    QWidget::closeEvent(event);
+    Q_EMIT closedByUser();
 }
 
 } // namespace corvane

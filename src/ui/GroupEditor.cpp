@@ -32,6 +32,8 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     : QFrame(parent), m_groupId(groupId), m_name(new QLineEdit(this)),
       m_delete(ui::iconButton(QStringLiteral("groupDelete"), QStringLiteral("edit-delete"), this)),
       m_stepsBody(new QWidget(this)), m_rowsLayout(new QVBoxLayout),
+      m_addCommand(ui::accentButton(QStringLiteral("addCommand"), QStringLiteral("Add Command"),
+                                    QStringLiteral("list-add"), m_stepsBody)),
       m_previewBody(new QWidget(this)), m_previewText(new QLabel(m_previewBody)),
       m_makeCustom(ui::accentButton(QStringLiteral("editThisCommand"),
                                     QStringLiteral("Edit This Command"),
@@ -63,6 +65,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     header->addWidget(down);
     header->addWidget(m_delete);
     layout->addLayout(header);
+    m_headStops = {m_name, up, down, m_delete};
 
     // Steps body: one row per step, then "Add Command".
     auto *steps = bodyLayout(m_stepsBody);
@@ -70,9 +73,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     m_rowsLayout->setContentsMargins(0, 0, 0, 0);
     m_rowsLayout->setSpacing(10);
     steps->addLayout(m_rowsLayout);
-    auto *addCommand = ui::accentButton(QStringLiteral("addCommand"), QStringLiteral("Add Command"),
-                                        QStringLiteral("list-add"), m_stepsBody);
-    steps->addWidget(addCommand, 0, Qt::AlignLeft);
+    steps->addWidget(m_addCommand, 0, Qt::AlignLeft);
     layout->addWidget(m_stepsBody);
 
     // Preview body: what the window will run, selectable for copying.
@@ -121,7 +122,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     connect(up, &QToolButton::clicked, this, &GroupEditor::moveUpRequested);
     connect(down, &QToolButton::clicked, this, &GroupEditor::moveDownRequested);
     connect(m_delete, &QToolButton::clicked, this, &GroupEditor::deleteRequested);
-    connect(addCommand, &QToolButton::clicked, this,
+    connect(m_addCommand, &QToolButton::clicked, this,
             [this] { editGroup([](TabGroup &g) { edits::addStep(g.commands); }); });
     connect(m_makeCustom, &QToolButton::clicked, this, [this] {
         const QString preview = m_preview.value_or(QString());
@@ -138,6 +139,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
         editGroup([&](TabGroup &g) { g.packedOverride = text; });
     });
 
+    m_tailStops = {m_addCommand, m_previewText, m_makeCustom, m_custom, reset};
+    ui::chainTabOrder(tabStops());
+
     m_previewBody->hide();
     m_customBody->hide();
 }
@@ -147,12 +151,14 @@ void GroupEditor::focusName()
     m_name->setFocus(Qt::OtherFocusReason);
 }
 
+QList<QWidget *> GroupEditor::tabStops() const
+{
+    return m_headStops + m_rows.tabStops() + m_tailStops;
+}
+
 QList<CommandRow *> GroupEditor::commandRows() const
 {
-    QList<CommandRow *> rows;
-    for (const QUuid &id : m_rowOrder)
-        rows.append(m_rows.value(id));
-    return rows;
+    return m_rows.ordered();
 }
 
 void GroupEditor::update(const TabGroup &group, const std::optional<QString> &packedPreview,
@@ -204,61 +210,41 @@ void GroupEditor::syncRows()
     QList<QUuid> order;
     for (const CommandStep &step : m_group.commands)
         order.append(step.id);
-
-    if (order != m_rowOrder) {
-        // Rows are kept by step id, so a move or a delete never rebuilds the row being typed in.
-        for (auto it = m_rows.begin(); it != m_rows.end();) {
-            if (!order.contains(it.key())) {
-                m_rowsLayout->removeWidget(it.value());
-                it.value()->hide();
-                it.value()->deleteLater(); // may be the sender of the click being handled
-                it = m_rows.erase(it);
-            } else {
-                ++it;
-            }
-        }
-        for (CommandRow *row : std::as_const(m_rows))
-            m_rowsLayout->removeWidget(row);
-        for (const QUuid &id : order) {
-            CommandRow *row = m_rows.value(id);
-            if (!row) {
-                row = new CommandRow(id, m_stepsBody);
-                connect(row, &CommandRow::commandEdited, this, [this, id](const QString &command) {
-                    editGroup([&](TabGroup &g) {
-                        for (CommandStep &step : g.commands) {
-                            if (step.id == id)
-                                step.command = command;
-                        }
-                    });
-                });
-                connect(row, &CommandRow::delayEdited, this, [this, id](double seconds) {
-                    editGroup([&](TabGroup &g) {
-                        for (CommandStep &step : g.commands) {
-                            if (step.id == id)
-                                step.delayAfter = seconds;
-                        }
-                    });
-                });
-                connect(row, &CommandRow::moveUpRequested, this, [this, id] {
-                    editGroup([&](TabGroup &g) { edits::moveStep(g.commands, id, -1); });
-                });
-                connect(row, &CommandRow::moveDownRequested, this, [this, id] {
-                    editGroup([&](TabGroup &g) { edits::moveStep(g.commands, id, +1); });
-                });
-                connect(row, &CommandRow::deleteRequested, this, [this, id] {
-                    editGroup([&](TabGroup &g) { edits::removeStep(g.commands, id); });
-                });
-                m_rows.insert(id, row);
-            }
-            m_rowsLayout->addWidget(row);
-            row->show();
-        }
-        m_rowOrder = order;
-    }
+    if (m_rows.sync(order, m_rowsLayout, [this](const QUuid &id) { return makeRow(id); }))
+        ui::chainTabOrder(tabStops());
 
     const bool canDelete = m_group.commands.size() >= 2;
     for (const CommandStep &step : m_group.commands)
         m_rows.value(step.id)->update(step, canDelete);
+}
+
+CommandRow *GroupEditor::makeRow(const QUuid &stepId)
+{
+    auto *row = new CommandRow(stepId, m_stepsBody);
+    const auto editStep = [this, stepId](const std::function<void(CommandStep &)> &edit) {
+        editGroup([&](TabGroup &g) {
+            for (CommandStep &step : g.commands) {
+                if (step.id == stepId)
+                    edit(step);
+            }
+        });
+    };
+    connect(row, &CommandRow::commandEdited, this, [editStep](const QString &command) {
+        editStep([&](CommandStep &step) { step.command = command; });
+    });
+    connect(row, &CommandRow::delayEdited, this, [editStep](double seconds) {
+        editStep([&](CommandStep &step) { step.delayAfter = seconds; });
+    });
+    connect(row, &CommandRow::moveUpRequested, this, [this, stepId] {
+        editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, -1); });
+    });
+    connect(row, &CommandRow::moveDownRequested, this, [this, stepId] {
+        editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, +1); });
+    });
+    connect(row, &CommandRow::deleteRequested, this, [this, stepId] {
+        editGroup([&](TabGroup &g) { edits::removeStep(g.commands, stepId); });
+    });
+    return row;
 }
 
 void GroupEditor::fitCustomHeight()

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "KeyedWidgets.h"
 #include "TabGroup.h"
 
 #include <QFrame>
-#include <QHash>
 #include <QUuid>
 
 #include <optional>
@@ -35,6 +35,7 @@ public:
     void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
 
     void focusName();
+    QList<QWidget *> tabStops() const;
 
     // The step rows in the order shown.
     QList<CommandRow *> commandRows() const;
@@ -49,6 +50,7 @@ Q_SIGNALS:
 private:
     void editGroup(const std::function<void(TabGroup &)> &edit);
     void syncRows();
+    CommandRow *makeRow(const QUuid &stepId);
     void fitCustomHeight();
 
     QUuid m_groupId;
@@ -62,8 +64,8 @@ private:
 
     QWidget *m_stepsBody;
     QVBoxLayout *m_rowsLayout;
-    QHash<QUuid, CommandRow *> m_rows;
-    QList<QUuid> m_rowOrder;
+    QToolButton *m_addCommand;
+    KeyedWidgets<CommandRow> m_rows;
 
     QWidget *m_previewBody;
     QLabel *m_previewText;
@@ -71,6 +73,10 @@ private:
 
     QWidget *m_customBody;
     QPlainTextEdit *m_custom;
+
+    // The tab stops before and after the step rows.
+    QList<QWidget *> m_headStops;
+    QList<QWidget *> m_tailStops;
 };
 
 } // namespace corvane

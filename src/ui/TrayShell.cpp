@@ -45,8 +45,11 @@ void TrayShell::start()
         m_tray.show();
         return;
     }
-    if (!m_fallback)
+    if (!m_fallback) {
         m_fallback = std::make_unique<FallbackWindow>(m_menuView.entries());
+        connect(m_fallback.get(), &FallbackWindow::closedByUser, m_menuView.quitAction(),
+                &QAction::trigger);
+    }
     m_fallback->show();
     m_trayPoll.start();
 }

@@ -52,6 +52,12 @@ QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent)
     return label;
 }
 
+void chainTabOrder(const QList<QWidget *> &stops)
+{
+    for (qsizetype i = 1; i < stops.size(); ++i)
+        QWidget::setTabOrder(stops.at(i - 1), stops.at(i));
+}
+
 QToolButton *iconButton(const QString &objectName, const QString &iconName, QWidget *parent)
 {
     auto *button = new QToolButton(parent);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 
 class QLabel;
@@ -16,6 +17,10 @@ void applyMonospace(QWidget *widget, TextStyle style);
 
 // A dimmed label for captions and explanations.
 QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent);
+// Tabbing visits `stops` in this order. Needed wherever widgets are made out of layout order:
+// a new widget joins the end of its window's tab chain.
+void chainTabOrder(const QList<QWidget *> &stops);
+
 // A flat button showing only a theme icon.
 QToolButton *iconButton(const QString &objectName, const QString &iconName, QWidget *parent);
 // A flat button with an icon and a title in the accent colour.

@@ -7,11 +7,10 @@
 #include "TrayShell.h"
 #include "UpdateChecker.h"
 
+#include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <algorithm>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -22,53 +21,44 @@ class TestTrayShell final : public QObject {
 private Q_SLOTS:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_store = std::make_unique<ConfigStore>(m_dir->path());
-        m_runner = std::make_unique<TerminalRunner>(m_platform, m_sleeper);
-        m_updater = std::make_unique<UpdateChecker>(QUrl(), u"1.0"_s);
-        m_shell = std::make_unique<TrayShell>(*m_store, *m_runner, *m_updater, m_platform);
-    }
-
-    void cleanup()
-    {
-        m_shell.reset();
-        m_updater.reset();
-        m_runner.reset();
-        m_store.reset();
-        m_dir.reset();
-    }
-
-    void withoutTrayTheFallbackWindowShows()
-    {
+        m_store = std::make_unique<ConfigStore>(m_dir.path());
+        m_shell = std::make_unique<TrayShell>(*m_store, m_runner, m_updater, m_platform);
         // The offscreen platform has no system tray.
         QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
         m_shell->start();
-        QVERIFY(m_shell->fallbackWindow());
-        QVERIFY(m_shell->fallbackWindow()->isVisible());
+    }
+
+    void cleanup() { m_shell.reset(); }
+
+    void closingTheFallbackWindowQuits()
+    {
+        FallbackWindow *window = m_shell->fallbackWindow();
+        QVERIFY(window && window->isVisible());
         QVERIFY(!m_shell->trayIcon().isVisible());
-        QVERIFY(!m_shell->editor());
         QCOMPARE(m_shell->trayIcon().toolTip(), u"Corvane"_s);
         QVERIFY(!m_shell->trayIcon().icon().isNull());
-        QCOMPARE(m_shell->menu().actions(), m_shell->menuView().entries());
+
+        // Closing it must not leave a process with no window and no icon behind.
+        QSignalSpy quit(m_shell->menuView().quitAction(), &QAction::triggered);
+        window->hide();
+        QCOMPARE(quit.size(), 0);
+        window->show();
+        window->close();
+        QCOMPARE(quit.size(), 1);
     }
 
     void editCommandsTwiceKeepsOneWindow()
     {
-        m_shell->start();
+        QVERIFY(!m_shell->editor());
         m_shell->menuView().editAction()->trigger();
         EditorView *editor = m_shell->editor();
-        QVERIFY(editor);
-        QVERIFY(QTest::qWaitForWindowExposed(editor));
+        QVERIFY(editor && QTest::qWaitForWindowExposed(editor));
         QCOMPARE(editor->size(), QSize(620, 520));
 
         editor->resize(700, 600);
         m_shell->menuView().editAction()->trigger();
         QCOMPARE(m_shell->editor(), editor);
         QCOMPARE(editor->size(), QSize(700, 600));
-        const QWidgetList windows = QApplication::topLevelWidgets();
-        QCOMPARE(std::count_if(windows.begin(), windows.end(),
-                               [](QWidget *w) { return qobject_cast<EditorView *>(w) != nullptr; }),
-                 1);
 
         // Closing only hides it; the next open brings the same window back.
         editor->close();
@@ -79,12 +69,12 @@ private Q_SLOTS:
     }
 
 private:
+    QTemporaryDir m_dir;
     testing::FakePlatform m_platform;
     testing::FakeSleeper m_sleeper;
-    std::unique_ptr<QTemporaryDir> m_dir;
+    TerminalRunner m_runner{m_platform, m_sleeper};
+    UpdateChecker m_updater{QUrl(), u"1.0"_s};
     std::unique_ptr<ConfigStore> m_store;
-    std::unique_ptr<TerminalRunner> m_runner;
-    std::unique_ptr<UpdateChecker> m_updater;
     std::unique_ptr<TrayShell> m_shell;
 };
 
