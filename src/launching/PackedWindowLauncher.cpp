@@ -50,7 +50,9 @@ const Recipe &recipeFor(TerminalApp terminal)
 
 } // namespace
 
-PackedWindowLauncher::PackedWindowLauncher(Platform &platform) : m_platform(platform)
+// The login shell is looked up once per launcher (one run), not once per window.
+PackedWindowLauncher::PackedWindowLauncher(Platform &platform)
+    : m_platform(platform), m_shell(platform.windowShell())
 {
 }
 
@@ -58,7 +60,7 @@ std::variant<ProcessCommand, ScriptError>
 PackedWindowLauncher::windowProcess(const QString &script, TerminalApp terminal) const
 {
     const Recipe &recipe = recipeFor(terminal);
-    const QString shell = m_platform.windowShell();
+    const QString &shell = m_shell;
     // Once the commands end, the shell replaces itself with a fresh login shell so that the
     // window stays open at a prompt.
     const QString windowCommand = script + u"; exec "_s + shell + u" -il"_s;

@@ -26,6 +26,7 @@ public:
 
 private:
     Platform &m_platform;
+    QString m_shell;
 };
 
 } // namespace corvane

@@ -1,3 +1,6 @@
+// LinuxPlatform and BootTimeSleeper for real: fake terminals on a private PATH that record how
+// they were started, a real QMessageBox and real timers.
+#include "BootTimeSleeper.h"
 #include "ConfigBuilders.h"
 #include "FakeSleeper.h"
 #include "LinuxPlatform.h"
@@ -6,80 +9,42 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
-#include <algorithm>
-
+#include <csignal>
+#include <time.h>
 #include <unistd.h>
 
 using namespace corvane;
 using namespace corvane::testing;
+using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// Each start of a fake leaves one file: working directory, $CORVANE_PROBE, then argv[0..],
-// every field NUL-terminated so that arguments holding line feeds survive. Written under a
-// temporary name and renamed, so a file that exists is complete.
-constexpr char recorderScript[] = R"(#!/bin/sh
+// Each start leaves one file of NUL-terminated fields: working directory, $CORVANE_PROBE, the
+// mask of ignored signals, argv. Renamed into place, so a file that exists is complete.
+constexpr char recorder[] = R"sh(#!/bin/sh
 out="$CORVANE_RECORDS/.$$"
-{ printf '%s\0' "$PWD" "$CORVANE_PROBE" "$0"; for a in "$@"; do printf '%s\0' "$a"; done; } > "$out"
+{ printf '%s\0' "$PWD" "$CORVANE_PROBE" "$(/bin/sed -n 's/^SigIgn:\t//p' /proc/$$/status)" "$0"
+  for a in "$@";
+do
+    printf '%s\0' "$a";
+done;
+} > "$out"
 /bin/mv "$out" "$CORVANE_RECORDS/record.$$"
-)";
-
-// "<pid> <state>" of every process whose parent is this test.
-QStringList childrenOfThisProcess()
-{
-    QStringList children;
-    const QByteArray self = QByteArray::number(::getpid());
-    for (const QString &pid : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
-        QFile stat(u"/proc/"_s + pid + u"/stat"_s);
-        if (!pid.front().isDigit() || !stat.open(QIODevice::ReadOnly))
-            continue;
-        // pid (comm) state ppid ...; comm may hold blanks, so split after the last ')'.
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> rest = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (rest.size() > 1 && rest.at(1) == self)
-            children.append(pid + u' ' + QString::fromLatin1(rest.at(0)));
-    }
-    return children;
-}
-
-QStringList fields(const QByteArray &record)
-{
-    QStringList result;
-    for (const QByteArray &field : record.split('\0'))
-        result.append(QString::fromUtf8(field));
-    result.removeLast(); // after the final terminator
-    return result;
-}
-
-} // namespace
+)sh";
 
 class LinuxPlatformTest final : public QObject {
     Q_OBJECT
 
-private:
-    QTemporaryDir bin;
-    QTemporaryDir records;
-    QTemporaryDir config;
+    QTemporaryDir bin, records, config;
     LinuxPlatform platform;
 
-    void addFake(const QString &name)
-    {
-        QFile file(bin.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(recorderScript);
-        file.close();
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    }
-
-    // Waits for `count` recordings and gives them as field lists (without cwd and probe), sorted.
+    // Waits for `count` starts; gives their fields (the mask checked and dropped), sorted.
     QList<QStringList> takeRecords(int count)
     {
         QDir dir(records.path());
@@ -88,165 +53,167 @@ private:
         QList<QStringList> result;
         for (const QString &name : names()) {
             QFile file(dir.filePath(name));
-            if (file.open(QIODevice::ReadOnly))
-                result.append(fields(file.readAll()));
+            if (!file.open(QIODevice::ReadOnly))
+                continue;
+            QStringList fields = QString::fromUtf8(file.readAll()).split(QChar(0));
+            fields.removeLast(); // after the final terminator
+            // No standard signal (1-31) may stay ignored; glibc keeps its real-time ones.
+            if ((fields.takeAt(2).toULongLong(nullptr, 16) & 0x7FFFFFFF) != 0)
+                fields.append(u"a signal is ignored"_s);
+            result.append(fields);
             file.remove();
         }
         std::sort(result.begin(), result.end());
         return result;
     }
 
+    QStringList start(const QString &name, const QStringList &arguments)
+    {
+        return QStringList{QDir::currentPath(), {}, bin.filePath(name)} + arguments;
+    }
+
 private Q_SLOTS:
     void initTestCase()
     {
-        // Only the fakes can be found: real terminals on this machine must not be picked up.
+        // Only the fakes can be found: real terminals of this machine must not be picked up.
         qputenv("PATH", QFile::encodeName(bin.path()));
         qputenv("CORVANE_RECORDS", QFile::encodeName(records.path()));
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
-        for (const char *name : {"ghostty", "wezterm", "tabby", "warp-terminal", "xdg-open"})
-            addFake(QString::fromLatin1(name));
+        QVERIFY(QFile(config.filePath(u"plain"_s)).open(QIODevice::WriteOnly)); // not executable
+        for (const QString &name :
+             {u"ghostty"_s, u"wezterm"_s, u"tabby"_s, u"warp-terminal"_s, u"xdg-open"_s}) {
+            QFile file(bin.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(recorder) > 0);
+            QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        }
     }
 
-    void lookupFindsExecutablesOnPath()
+    void lookup()
     {
-        QCOMPARE(platform.applicationLocation(u"com.mitchellh.ghostty"_s),
-                 bin.filePath(u"ghostty"_s));
         QCOMPARE(platform.applicationLocation(u"dev.warp.Warp-Stable"_s),
                  bin.filePath(u"warp-terminal"_s));
-        QCOMPARE(platform.bundledExecutable(u"com.github.wez.wezterm"_s, u"wezterm"_s),
+        QCOMPARE(platform.bundledExecutable(u"com.github.wez.wezterm"_s, u"x"_s),
                  bin.filePath(u"wezterm"_s));
-        // Terminal and iTerm2 never exist here; an unknown identifier neither.
         QCOMPARE(platform.applicationLocation(u"com.apple.Terminal"_s), std::nullopt);
-        QCOMPARE(platform.applicationLocation(u"com.googlecode.iterm2"_s), std::nullopt);
-        QCOMPARE(platform.applicationLocation(u"org.example.nothing"_s), std::nullopt);
+        QCOMPARE(platform.applicationLocation(u"org.alacritty"_s), std::nullopt); // not on PATH
         QCOMPARE(platform.applicationSupportDirectory(), config.path());
+        QVERIFY(std::holds_alternative<std::monostate>(platform.executeAppleScript(u"1"_s)));
+        // `open -na X.app --args ...` keeps what follows --args; a missing app stays a bare name.
+        QCOMPARE(
+            platform.openCommand(u"org.tabby"_s, {u"-na"_s, u"T.app"_s, u"--args"_s, u"x y"_s}),
+            (ProcessCommand{bin.filePath(u"tabby"_s), {u"x y"_s}}));
+        QCOMPARE(platform.openCommand(u"org.alacritty"_s, {u"--args"_s, u"a"_s}),
+                 (ProcessCommand{u"alacritty"_s, {u"a"_s}}));
     }
 
-    void openCommandKeepsTheArgumentsAfterArgs()
-    {
-        const QStringList open{u"-na"_s, u"Tabby.app"_s, u"--args"_s, u"run"_s, u"x y"_s};
-        QCOMPARE(platform.openCommand(u"org.tabby"_s, open),
-                 (ProcessCommand{bin.filePath(u"tabby"_s), {u"run"_s, u"x y"_s}}));
-        // Not on PATH: the bare name, so starting it reports the system's reason.
-        const auto missing = platform.openCommand(u"net.kovidgoyal.kitty"_s, {u"--args"_s, u"a"_s});
-        QCOMPARE(missing, (ProcessCommand{u"kitty"_s, {u"a"_s}}));
-        QCOMPARE(platform.startProcess(missing), u"No such file or directory"_s);
-    }
-
-    void startProcessIsDetachedAndInherits()
+    void startProcessIsDetachedAndClean()
     {
         qputenv("CORVANE_PROBE", "inherited");
+        std::signal(SIGHUP, SIG_IGN); // as under nohup: must not reach the user's shells
         const QString odd = u"two\nlines 'q' \"d\" \\ é"_s;
-        QCOMPARE(platform.startProcess({bin.filePath(u"wezterm"_s), {u"start"_s, odd, QString()}}),
-                 std::nullopt);
-        const auto recorded = takeRecords(1);
-        QCOMPARE(recorded.size(), 1);
-        QCOMPARE(recorded.first(),
-                 (QStringList{QDir::currentPath(), u"inherited"_s, bin.filePath(u"wezterm"_s),
-                              u"start"_s, odd, QString()}));
-        // Once the terminal has exited, nothing of it remains as our zombie.
-        QTRY_COMPARE(childrenOfThisProcess(), QStringList());
-    }
-
-    void startFailuresGiveTheSystemsReason_data()
-    {
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("missing file") << u"/nonexistent/kitty"_s << u"No such file or directory"_s;
-        QTest::newRow("not executable") << u"not-executable"_s << u"Permission denied"_s;
-        QTest::newRow("directory") << u"/tmp"_s << u"Permission denied"_s;
-        QTest::newRow("not on PATH") << u"no-such-terminal"_s << u"No such file or directory"_s;
-    }
-
-    void startFailuresGiveTheSystemsReason()
-    {
-        QFETCH(QString, program);
-        QFETCH(QString, reason);
-        if (program == u"not-executable"_s) {
-            QFile plain(records.filePath(program));
-            QVERIFY(plain.open(QIODevice::WriteOnly));
-            plain.write("#!/bin/sh\n");
-            plain.close();
-            QVERIFY(plain.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
-            program = plain.fileName();
-        }
-        QCOMPARE(platform.startProcess({program, {u"x"_s}}), reason);
-    }
-
-    void appleScriptIsUnavailable()
-    {
-        QVERIFY(std::holds_alternative<std::monostate>(platform.executeAppleScript(u"return 1"_s)));
+        QCOMPARE(platform.startProcess({bin.filePath(u"wezterm"_s), {odd, {}}}), std::nullopt);
+        std::signal(SIGHUP, SIG_DFL);
+        QStringList expected = start(u"wezterm"_s, {odd, {}});
+        expected[1] = u"inherited"_s;
+        QCOMPARE(takeRecords(1), QList<QStringList>{expected});
+        qunsetenv("CORVANE_PROBE");
+        const auto zombies = [] { // an exited terminal must not linger as our zombie
+            QProcess ps;
+            ps.start(u"/bin/ps"_s, {u"--ppid"_s, QString::number(::getpid()), u"-o"_s, u"stat="_s});
+            return ps.waitForFinished() ? ps.readAllStandardOutput().count('Z') : -1;
+        };
+        QTRY_COMPARE(zombies(), 0);
+        for (const auto &[program, reason] :
+             {std::pair{u"/nonexistent/kitty"_s, u"No such file or directory"_s},
+              std::pair{u"no-such-terminal"_s, u"No such file or directory"_s},
+              std::pair{config.filePath(u"plain"_s), u"Permission denied"_s},
+              std::pair{u"/tmp"_s, u"Permission denied"_s}})
+            QCOMPARE(platform.startProcess({program, {}}), reason);
     }
 
     void alertIsAModalWarningWithOneButton()
     {
-        QString title, text, informative;
-        QMessageBox::Icon icon = QMessageBox::NoIcon;
-        qsizetype buttons = 0;
+        QStringList seen;
         QTimer::singleShot(0, this, [&] {
             auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
             QVERIFY(box);
-            text = box->text();
-            informative = box->informativeText();
-            icon = box->icon();
-            buttons = box->buttons().size();
+            seen = {box->text(), box->informativeText(), QString::number(box->icon()),
+                    QString::number(box->buttons().size())};
             box->buttons().first()->click();
         });
-        platform.showAlert(u"kitty isn’t installed"_s, u"line one\n\nline two"_s);
-        QCOMPARE(text, u"kitty isn’t installed"_s);
-        QCOMPARE(informative, u"line one\n\nline two"_s);
-        QCOMPARE(icon, QMessageBox::Warning);
-        QCOMPARE(buttons, 1);
+        platform.showAlert(u"kitty isn’t installed"_s, u"one\n\ntwo"_s);
+        QCOMPARE(seen, (QStringList{u"kitty isn’t installed"_s, u"one\n\ntwo"_s,
+                                    QString::number(QMessageBox::Warning), u"1"_s}));
     }
 
-    void runsReachTheRecipesOfEachTerminal_data()
+    void runsStartEachTerminal_data()
     {
         QTest::addColumn<TerminalApp>("terminal");
-        QTest::addColumn<QStringList>("head");
-        QTest::newRow("ghostty") << TerminalApp::ghostty << QStringList{u"ghostty"_s, u"-e"_s};
+        QTest::addColumn<QString>("head");
+        QTest::newRow("ghostty") << TerminalApp::ghostty << u"ghostty -e"_s;
         QTest::newRow("wezterm") << TerminalApp::wezterm
-                                 << QStringList{u"wezterm"_s, u"start"_s, u"--always-new-process"_s,
-                                                u"--"_s};
-        QTest::newRow("tabby") << TerminalApp::tabby << QStringList{u"tabby"_s, u"run"_s};
+                                 << u"wezterm start --always-new-process --"_s;
+        QTest::newRow("tabby") << TerminalApp::tabby << u"tabby run"_s;
+        QTest::newRow("warp") << TerminalApp::warp << u"xdg-open"_s;
     }
 
-    void runsReachTheRecipesOfEachTerminal()
+    void runsStartEachTerminal()
     {
         QFETCH(TerminalApp, terminal);
-        QFETCH(QStringList, head);
+        QFETCH(QString, head);
         FakeSleeper sleeper;
         TerminalRunner runner(platform, sleeper);
         runner.runAll({terminal,
                        {group(u"a"_s, {step(u"echo 'a'"_s, 1), step(u"pwd"_s)}),
                         group(u"b"_s, {step(u"top"_s)})}});
-        QVERIFY(!runner.isRunning());
-        const QString shell = platform.windowShell();
-        head[0] = bin.filePath(head[0]);
-        const auto expectedFor = [&](const QString &packed) {
-            return QStringList{QDir::currentPath(), qEnvironmentVariable("CORVANE_PROBE")} + head +
-                   QStringList{shell, u"-ilc"_s, packed + u"; exec "_s + shell + u" -il"_s};
-        };
-        auto expected =
-            QList<QStringList>{expectedFor(u"echo 'a'; sleep 1; pwd"_s), expectedFor(u"top"_s)};
+        const QStringList words = head.split(u' ');
+        QList<QStringList> expected;
+        if (terminal == TerminalApp::warp) {
+            const QString path = config.filePath(u"Corvane/warp_launch.yaml"_s);
+            expected = {
+                start(words[0], {u"warp://launch/"_s +
+                                 QString::fromLatin1(WarpLauncher::percentEncodedPath(path))})};
+            QVERIFY(sleeper.seconds.isEmpty() && QFile::exists(path));
+        } else {
+            const QString shell = platform.windowShell();
+            for (const QString &packed : {u"echo 'a'; sleep 1; pwd"_s, u"top"_s})
+                expected.append(start(words[0], words.mid(1) + QStringList{shell, u"-ilc"_s,
+                                                                           packed + u"; exec "_s +
+                                                                               shell + u" -il"_s}));
+            QCOMPARE(sleeper.seconds, (QList<double>{0.8, 0.8}));
+        }
         std::sort(expected.begin(), expected.end());
-        QCOMPARE(takeRecords(2), expected);
-        QCOMPARE(sleeper.seconds(), (QList<double>{0.8, 0.8}));
+        QCOMPARE(takeRecords(expected.size()), expected);
     }
 
-    void warpRunHandsTheFileUrlToXdgOpen()
+    void bootTimeWaitKeepsTheLoopServingAndIsNeverShort()
     {
-        FakeSleeper sleeper;
-        TerminalRunner runner(platform, sleeper);
-        runner.runAll({TerminalApp::warp, {group(u"W"_s, {step(u"ls"_s)})}});
-        const QString path = config.filePath(u"Corvane/warp_launch.yaml"_s);
-        const auto recorded = takeRecords(1);
-        QCOMPARE(recorded.size(), 1);
-        QCOMPARE(recorded.first().mid(2),
-                 (QStringList{bin.filePath(u"xdg-open"_s),
-                              QString::fromLatin1("warp://launch/" +
-                                                  WarpLauncher::percentEncodedPath(path))}));
-        QVERIFY(QFile::exists(path));
-        QVERIFY(sleeper.waits.isEmpty());
+        const auto now = [] {
+            timespec t{};
+            clock_gettime(CLOCK_BOOTTIME, &t);
+            return std::chrono::seconds(t.tv_sec) + std::chrono::nanoseconds(t.tv_nsec);
+        };
+        BootTimeSleeper sleeper;
+        bool timerFired = false, firedBeforeWake = false, completed = false;
+        std::chrono::nanoseconds slept{-1};
+        QTimer::singleShot(0, this, [&] { timerFired = true; });
+        const auto begin = now();
+        auto task = [&]() -> QCoro::Task<> {
+            completed = co_await sleeper.sleepFor(300ms + 123us);
+            firedBeforeWake = timerFired;
+            slept = now() - begin;
+        }();
+        QVERIFY(!task.isReady());
+        QTRY_VERIFY_WITH_TIMEOUT(task.isReady(), 10000);
+        QVERIFY(completed && firedBeforeWake);
+        QVERIFY2(slept >= 300ms + 123us, qPrintable(QString::number(slept.count())));
+
+        // Nothing to wait for ends at once; the longest wait is armed and simply does not end.
+        QVERIFY(sleeper.sleepFor(0ns).isReady() &&
+                sleeper.sleepFor(std::chrono::nanoseconds::min()).isReady());
+        auto endless = sleeper.sleepFor(std::chrono::nanoseconds::max());
+        QCoreApplication::processEvents();
+        QVERIFY(!endless.isReady());
     }
 };
 

@@ -1,44 +1,55 @@
+// The runner and its parts (AppleScript driver, packed recipes, Warp file, alerts) against
+// recording doubles: exact texts, exact call order, exact waits.
+#include "AppleScriptDriver.h"
 #include "ConfigBuilders.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "HeldSleeper.h"
+#include "LaunchAlerts.h"
+#include "PackedWindowLauncher.h"
 #include "TerminalRunner.h"
+#include "WarpLauncher.h"
 
-#include "AppleScriptDriver.h"
-
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <yaml-cpp/yaml.h>
 
 #include <cmath>
 #include <limits>
 
 using namespace corvane;
 using namespace corvane::testing;
-using namespace Qt::StringLiterals;
 using Call = FakePlatform::Call;
+using Calls = QList<Call>;
+using TA = TerminalApp;
 
 namespace {
 
-Call script(const QString &source)
-{
-    return {u"appleScript"_s, {source}};
-}
+const QString failed = u"Couldn’t run your commands"_s;
 
-Call wait(double seconds)
+Call wait(double s)
 {
-    return {u"wait"_s, {QString::number(seconds)}};
+    return {u"wait"_s, {QString::number(s)}};
 }
-
-Call process(const QStringList &argv)
+Call open(const QString &c)
 {
-    return {u"startProcess"_s, argv};
+    return {u"appleScript"_s, {AppleScriptDriver::openScript(c, TA::appleTerminal)}};
 }
-
-QStringList kitty(const QString &windowCommand)
+Call send(const QString &c, int id)
 {
-    return {u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty"_s, u"--single-instance"_s,
-            u"/bin/zsh"_s, u"-ilc"_s, windowCommand};
+    return {u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
+}
+Call alert(const QString &title, const QString &text)
+{
+    return {u"alert"_s, {title, text}};
+}
+Call kitty(const QString &script)
+{
+    const QString bin = u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty"_s;
+    return {
+        u"startProcess"_s,
+        {bin, u"--single-instance"_s, u"/bin/zsh"_s, u"-ilc"_s, script + u"; exec /bin/zsh -il"_s}};
 }
 
 } // namespace
@@ -46,327 +57,334 @@ QStringList kitty(const QString &windowCommand)
 class TerminalRunnerTest final : public QObject {
     Q_OBJECT
 
-private:
     FakePlatform platform;
     FakeSleeper sleeper;
-    std::unique_ptr<QTemporaryDir> support;
+    QTemporaryDir support;
 
-    // Waits go into the platform's log, so the order of calls and waits is checked as one.
-    void reset()
-    {
-        platform = FakePlatform{};
-        support = std::make_unique<QTemporaryDir>();
-        platform.supportDirectory = support->path();
-        sleeper = FakeSleeper{};
-        sleeper.onWait = [this](std::chrono::nanoseconds duration) {
-            platform.calls.append(wait(std::chrono::duration<double>(duration).count()));
-        };
-    }
-
+    // The fake sleeper never suspends, so a run ends inside runAll(); its waits join the log.
     void run(TerminalRunner &runner, const AppConfig &config)
     {
-        // The fake sleeper never suspends, so the whole run happens inside this call.
-        auto task = runner.runAll(config);
-        QVERIFY(task.isReady());
+        sleeper.onWait = [this](double s) { platform.calls.append(wait(s)); };
+        QVERIFY(runner.runAll(config).isReady());
         QVERIFY(!runner.isRunning());
     }
 
 private Q_SLOTS:
-    void init() { reset(); }
-
-    void appleScriptRunOpensAndTypesWithWaits()
+    void init()
     {
+        platform = FakePlatform{};
+        platform.supportDirectory = support.path();
         platform.install(u"com.apple.Terminal"_s);
-        platform.scriptOutcomes = {AppleScriptResult{41}, AppleScriptResult{},
-                                   AppleScriptResult{42}};
-        TerminalRunner runner(platform, sleeper);
-        const AppConfig config{
-            TerminalApp::appleTerminal,
-            {group(u"A"_s, {step(u"cd ~/app"_s), step(u"   "_s, 9), step(u" npm start "_s, 2)}),
-             group(u"B"_s, {step(u"ssh box"_s, 5)})}};
-        run(runner, config);
-
-        const auto T = TerminalApp::appleTerminal;
-        const QList<Call> expected{
-            script(AppleScriptDriver::openScript(u"cd ~/app"_s, T)),
-            wait(0.5),
-            // Sent as stored, surrounding blanks included.
-            script(AppleScriptDriver::runScript(u" npm start "_s, 41, T)),
-            wait(2),
-            script(AppleScriptDriver::openScript(u"ssh box"_s, T)),
-            wait(5),
-        };
-        QCOMPARE(platform.calls, expected);
+        platform.install(u"net.kovidgoyal.kitty"_s);
+        platform.install(u"dev.warp.Warp-Stable"_s);
+        sleeper = FakeSleeper{};
     }
 
-    void appleScriptWaits_data()
+    void appleScriptRunTypesIntoEachWindow()
     {
-        QTest::addColumn<double>("delay");
-        QTest::addColumn<double>("afterFirst");
-        QTest::addColumn<double>("afterLater");
-        constexpr double inf = std::numeric_limits<double>::infinity();
-        QTest::newRow("zero") << 0.0 << 0.5 << 0.3;
-        QTest::newRow("negative") << -4.0 << 0.5 << 0.3;
-        QTest::newRow("between floors") << 0.4 << 0.5 << 0.4;
-        QTest::newRow("long") << 10.0 << 10.0 << 10.0;
-        QTest::newRow("not a number") << std::nan("") << 0.5 << 0.3;
-        QTest::newRow("infinite") << inf << 0.5 << 0.3;
-        QTest::newRow("minus infinite") << -inf << 0.5 << 0.3;
-        QTest::newRow("beyond any clock") << 1e300 << 1e9 << 1e9;
-    }
-
-    void appleScriptWaits()
-    {
-        QFETCH(double, delay);
-        QFETCH(double, afterFirst);
-        QFETCH(double, afterLater);
-        platform.install(u"com.googlecode.iterm2"_s);
+        platform.scriptOutcomes = {AppleScriptResult{41}};
         TerminalRunner runner(platform, sleeper);
         run(runner,
-            {TerminalApp::iterm2, {group(u"A"_s, {step(u"a"_s, delay), step(u"b"_s, delay)})}});
-        QCOMPARE(sleeper.seconds(), (QList<double>{afterFirst, afterLater}));
+            {TA::appleTerminal,
+             {group(u"A"_s, {step(u"cd ~/app"_s), step(u"   "_s, 9), step(u" npm start "_s, 2)}),
+              group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
+              group(u"B"_s, {step(u"ssh box"_s, 5)})}});
+        QCOMPARE(platform.calls, (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41),
+                                        wait(2), open(u"ssh box"_s), wait(5)}));
     }
 
-    void blankGroupsCostNothing()
+    void waitsAreRaisedToTheirFloors()
     {
-        platform.install(u"com.apple.Terminal"_s);
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::appleTerminal,
-                     {group(u"blank"_s, {step(u" \t\n"_s, 7), step(u""_s, 3)}),
-                      group(u"empty"_s, {}), group(u"one"_s, {step(u"make"_s)})}});
-        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 1);
-        QCOMPARE(sleeper.seconds(), QList<double>{0.5});
+        const double inf = std::numeric_limits<double>::infinity();
+        run(runner,
+            {TA::appleTerminal,
+             {group(u"1"_s,
+                    {step(u"a"_s, 0.4), step(u"b"_s, 0.4), step(u"c"_s, -4), step(u"d"_s, inf)}),
+              group(u"2"_s, {step(u"e"_s, std::nan("")), step(u"f"_s, 1e300), step(u"g"_s, 10)})}});
+        QCOMPARE(sleeper.seconds, (QList<double>{0.5, 0.4, 0.3, 0.3, 0.5, 1e9, 10}));
     }
 
-    void appleScriptFailureStopsTheRunWithOneAlert()
+    void failureEndsTheRunWithOneAlert()
     {
-        platform.install(u"com.apple.Terminal"_s);
         platform.scriptOutcomes = {AppleScriptResult{1}, AppleScriptResult{}, AppleScriptResult{2},
                                    AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
         TerminalRunner runner(platform, sleeper);
-        const auto threeGroups = AppConfig{TerminalApp::appleTerminal,
-                                           {group(u"1"_s, {step(u"a1"_s), step(u"a2"_s)}),
-                                            group(u"2"_s, {step(u"b1"_s), step(u"b2"_s)}),
-                                            group(u"3"_s, {step(u"c1"_s), step(u"c2"_s)})}};
         bool runningDuringAlert = false;
         platform.onAlert = [&] { runningDuringAlert = runner.isRunning(); };
-        run(runner, threeGroups);
-
-        const auto T = TerminalApp::appleTerminal;
-        const QList<Call> expected{
-            script(AppleScriptDriver::openScript(u"a1"_s, T)),
-            wait(0.5),
-            script(AppleScriptDriver::runScript(u"a2"_s, 1, T)),
-            wait(0.3),
-            script(AppleScriptDriver::openScript(u"b1"_s, T)),
-            wait(0.5),
-            script(AppleScriptDriver::runScript(u"b2"_s, 2, T)),
-            Call{u"alert"_s,
-                 {u"Couldn’t run your commands"_s, u"Can’t get window id 2. (error -1728)"_s}},
-        };
-        QCOMPARE(platform.calls, expected);
+        const AppConfig config{TA::appleTerminal,
+                               {group(u"1"_s, {step(u"a1"_s), step(u"a2"_s)}),
+                                group(u"2"_s, {step(u"b1"_s), step(u"b2"_s)}),
+                                group(u"3"_s, {step(u"c1"_s), step(u"c2"_s)})}};
+        run(runner, config);
+        QCOMPARE(platform.calls, (Calls{open(u"a1"_s), wait(0.5), send(u"a2"_s, 1), wait(0.3),
+                                        open(u"b1"_s), wait(0.5), send(u"b2"_s, 2),
+                                        alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
         QVERIFY(runningDuringAlert);
-
-        // The runner is free again: a new run goes all the way through.
         platform.calls.clear();
-        run(runner, threeGroups);
+        run(runner, config); // free again
         QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 6);
-        QVERIFY(platform.callsOf(u"alert"_s).isEmpty());
-    }
-
-    void permissionDeniedOnTheFirstWindow()
-    {
-        platform.install(u"com.apple.Terminal"_s);
-        platform.scriptOutcomes = {AppleScriptFailure{-1743, u"Not authorized"_s}};
-        TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::appleTerminal,
-                     {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
-        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 1);
-        const auto alerts = platform.callsOf(u"alert"_s);
-        QCOMPARE(alerts.size(), 1);
-        QCOMPARE(alerts.first().values.first(),
-                 u"Corvane isn’t allowed to control your terminal app"_s);
-        QVERIFY(sleeper.waits.isEmpty());
-    }
-
-    void notInstalledAlertComesFirst_data()
-    {
-        QTest::addColumn<int>("groupCount");
-        QTest::newRow("no groups") << 0;
-        QTest::newRow("two groups") << 2;
     }
 
     void notInstalledAlertComesFirst()
     {
-        QFETCH(int, groupCount);
-        AppConfig config{TerminalApp::kitty, {}};
-        for (int i = 0; i < groupCount; ++i)
-            config.groups.append(group(u"g"_s, {step(u"ls"_s)}));
+        platform.installed.clear();
         TerminalRunner runner(platform, sleeper);
-        QSignalSpy changes(&runner, &TerminalRunner::isRunningChanged);
         bool runningDuringAlert = false;
         platform.onAlert = [&] { runningDuringAlert = runner.isRunning(); };
-        run(runner, config);
-
-        const QList<Call> expected{
-            {u"alert"_s,
-             {u"kitty isn’t installed"_s,
-              u"Pick a different terminal app in Edit Commands…, or install kitty and try again."_s}}};
-        QCOMPARE(platform.calls, expected);
+        run(runner, {TA::appleTerminal, {group(u"g"_s, {step(u"ls"_s)})}});
+        run(runner, {TA::kitty, {}});
+        const QString pick = u"Pick a different terminal app in Edit Commands…, or install "_s;
+        QCOMPARE(platform.calls,
+                 (Calls{alert(u"Terminal (macOS built-in) isn’t installed"_s,
+                              pick + u"Terminal (macOS built-in) and try again."_s),
+                        alert(u"kitty isn’t installed"_s, pick + u"kitty and try again."_s)}));
         QVERIFY(runningDuringAlert);
-        QCOMPARE(changes.size(), 2);
-        QCOMPARE(changes.at(0).at(0).toBool(), true);
-        QCOMPARE(changes.at(1).at(0).toBool(), false);
-    }
-
-    void installedTerminalWithoutGroupsDoesNothing()
-    {
-        platform.install(u"org.alacritty"_s);
-        TerminalRunner runner(platform, sleeper);
-        QSignalSpy changes(&runner, &TerminalRunner::isRunningChanged);
-        run(runner, {TerminalApp::alacritty, {}});
-        QVERIFY(platform.calls.isEmpty());
-        QCOMPARE(changes.size(), 2);
     }
 
     void packedRunLaunchesEachWindowThenPauses()
     {
-        platform.install(u"net.kovidgoyal.kitty"_s);
+        platform.startFailures.insert(3, u"No such file or directory"_s);
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::kitty,
-                     {group(u"app"_s, {step(u"cd ~/app"_s), step(u"npm start"_s, 2)}),
+        run(runner, {TA::kitty,
+                     {group(u"app"_s, {step(u"cd ~/app"_s, 2), step(u"npm start"_s, 4)}, u"  "_s),
                       group(u"skipped"_s, {step(u"  "_s, 4)}, u" \n "_s),
-                      group(u"box"_s, {step(u"ssh box"_s, 5)})}});
-        const QList<Call> expected{process(kitty(u"cd ~/app; npm start; exec /bin/zsh -il"_s)),
-                                   wait(0.8), process(kitty(u"ssh box; exec /bin/zsh -il"_s)),
-                                   wait(0.8)};
-        QCOMPARE(platform.calls, expected);
-    }
-
-    void packedRunUsesOverridesAndTheLoginShell()
-    {
-        platform.install(u"org.alacritty"_s, u"/opt/Alacritty.app"_s);
-        platform.shell = u"/usr/bin/fish"_s;
-        TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::alacritty,
-                     {group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s),
-                      group(u"spaces only"_s, {step(u"a"_s, 1), step(u"b"_s)}, u"   "_s)}});
-        const QList<Call> expected{
-            process({u"/opt/Alacritty.app/Contents/MacOS/alacritty"_s, u"-e"_s, u"/usr/bin/fish"_s,
-                     u"-ilc"_s, u"htop; exec /usr/bin/fish -il"_s}),
-            wait(0.8),
-            process({u"/opt/Alacritty.app/Contents/MacOS/alacritty"_s, u"-e"_s, u"/usr/bin/fish"_s,
-                     u"-ilc"_s, u"a; sleep 1; b; exec /usr/bin/fish -il"_s}),
-            wait(0.8)};
-        QCOMPARE(platform.calls, expected);
-    }
-
-    void packedLaunchFailureStopsTheRun()
-    {
-        platform.install(u"net.kovidgoyal.kitty"_s);
-        platform.startFailures.insert(1, u"No such file or directory"_s);
-        TerminalRunner runner(platform, sleeper);
-        const AppConfig config{TerminalApp::kitty,
-                               {group(u"1"_s, {step(u"one"_s)}), group(u"2"_s, {step(u"two"_s)}),
-                                group(u"3"_s, {step(u"three"_s)})}};
-        run(runner, config);
-        const QList<Call> expected{
-            process(kitty(u"one; exec /bin/zsh -il"_s)),
-            wait(0.8),
-            process(kitty(u"two; exec /bin/zsh -il"_s)),
-            {u"alert"_s,
-             {u"Couldn’t run your commands"_s,
-              u"Couldn’t launch kitty: No such file or directory (error 0)"_s}}};
-        QCOMPARE(platform.calls, expected);
-
-        platform.calls.clear();
-        run(runner, config);
-        QCOMPARE(platform.callsOf(u"startProcess"_s).size(), 3);
+                      group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s),
+                      group(u"box"_s, {step(u"ssh box"_s, 5)}), group(u"fails"_s, {step(u"x"_s)}),
+                      group(u"never"_s, {step(u"y"_s)})}});
+        QCOMPARE(platform.calls,
+                 (Calls{kitty(u"cd ~/app; sleep 2; npm start"_s), wait(0.8), kitty(u"htop"_s),
+                        wait(0.8), kitty(u"ssh box"_s), wait(0.8), kitty(u"x"_s),
+                        alert(failed,
+                              u"Couldn’t launch kitty: No such file or directory (error 0)"_s)}));
     }
 
     void cancelledWaitEndsTheRunQuietly()
     {
-        platform.install(u"net.kovidgoyal.kitty"_s);
         sleeper.cancelAt = 0;
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::kitty,
-                     {group(u"1"_s, {step(u"one"_s)}), group(u"2"_s, {step(u"two"_s)})}});
-        QCOMPARE(platform.callsOf(u"startProcess"_s).size(), 1);
-        QVERIFY(platform.callsOf(u"alert"_s).isEmpty());
+        run(runner, {TA::kitty, {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
+        QCOMPARE(platform.calls, (Calls{kitty(u"a"_s), wait(0.8)}));
     }
 
     void warpRunWritesOneFileWithoutWaits()
     {
-        platform.install(u"dev.warp.Warp-Stable"_s);
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::warp,
+        const QString path = support.filePath(u"Corvane/warp_launch.yaml"_s);
+        run(runner, {TA::warp, {group(u"blank"_s, {step(u"\n"_s)}, u" "_s)}});
+        QVERIFY(platform.calls.isEmpty() && !QFile::exists(path));
+
+        run(runner, {TA::warp,
                      {group(u"API"_s, {step(u"cd ~/api"_s, 2), step(u"npm start"_s)}),
                       group(u"blank"_s, {step(u" "_s)}), group(u""_s, {step(u"ssh box"_s, 5)})}});
-        QVERIFY(sleeper.waits.isEmpty());
-        const auto urls = platform.callsOf(u"openUrl"_s);
-        QCOMPARE(urls.size(), 1);
-        QFile file(support->filePath(u"Corvane/warp_launch.yaml"_s));
+        const QString url =
+            u"warp://launch/"_s + QString::fromLatin1(WarpLauncher::percentEncodedPath(path));
+        QCOMPARE(platform.calls, (Calls{{u"openUrl"_s, {url}}}));
+        QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(
-            file.readAll(),
-            QByteArray("---\nname: Corvane\nwindows:\n"
-                       "  - tabs:\n      - title: \"API\"\n        layout:\n"
-                       "          commands:\n            - exec: \"cd ~/api; sleep 2; npm start\"\n"
-                       "  - tabs:\n      - title: \"\"\n        layout:\n"
-                       "          commands:\n            - exec: \"ssh box\"\n"));
+        QCOMPARE(file.readAll(),
+                 "---\nname: Corvane\nwindows:\n"
+                 "  - tabs:\n      - title: \"API\"\n        layout:\n          commands:\n"
+                 "            - exec: \"cd ~/api; sleep 2; npm start\"\n"
+                 "  - tabs:\n      - title: \"\"\n        layout:\n          commands:\n"
+                 "            - exec: \"ssh box\"\n");
+        QCOMPARE(file.permissions() & 0x0FF, QFile::Permissions()); // owner only
     }
 
-    void warpWithNothingToRunOpensNothing()
-    {
-        platform.install(u"dev.warp.Warp-Stable"_s);
-        TerminalRunner runner(platform, sleeper);
-        run(runner, {TerminalApp::warp, {group(u"blank"_s, {step(u"\n"_s)}, u" "_s)}});
-        QVERIFY(platform.calls.isEmpty());
-        QVERIFY(!QFile::exists(support->filePath(u"Corvane/warp_launch.yaml"_s)));
-    }
-
-    // The menu starts runs and drops the task; the run must carry on to its end regardless, and
-    // a second request while it is suspended must be ignored.
+    // The menu drops the run's task at once: the run still goes to its end, and a second request
+    // while it is suspended changes nothing.
     void droppedRunContinuesAndBlocksASecondRun()
     {
-        platform.install(u"net.kovidgoyal.kitty"_s);
         HeldSleeper held;
         TerminalRunner runner(platform, held);
-        QSignalSpy changes(&runner, &TerminalRunner::isRunningChanged);
-        const AppConfig config{TerminalApp::kitty,
-                               {group(u"1"_s, {step(u"one"_s)}), group(u"2"_s, {step(u"two"_s)})}};
-        runner.runAll(config); // dropped at once, as the menu does
+        runner.runAll({TA::kitty, {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
+        runner.runAll({TA::kitty, {group(u"x"_s, {step(u"other"_s)})}});
         QVERIFY(runner.isRunning());
-        QCOMPARE(held.pending, 1);
-
-        runner.runAll(AppConfig{TerminalApp::kitty, {group(u"x"_s, {step(u"other"_s)})}});
-        QCOMPARE(platform.callsOf(u"startProcess"_s).size(), 1);
-        QCOMPARE(changes.size(), 1);
-
-        // The sleeper resumes its waits from the event loop.
+        QCOMPARE(platform.calls, (Calls{kitty(u"a"_s)}));
         held.release();
-        QTRY_COMPARE(held.pending, 1);
-        QCOMPARE(platform.callsOf(u"startProcess"_s).size(), 2);
-        QVERIFY(runner.isRunning());
+        QTRY_COMPARE(platform.calls, (Calls{kitty(u"a"_s), kitty(u"b"_s)}));
         held.release();
         QTRY_VERIFY(!runner.isRunning());
-        QCOMPARE(changes.size(), 2);
-        QCOMPARE(held.waits.size(), 2);
-        QCOMPARE(platform.callsOf(u"startProcess"_s).last().values.last(),
-                 u"two; exec /bin/zsh -il"_s);
-        QVERIFY(platform.callsOf(u"alert"_s).isEmpty());
     }
 
-    void cancellationWhileHeldEndsWithoutAlert()
+    void appleScriptTexts_data()
     {
-        platform.install(u"com.apple.Terminal"_s);
-        HeldSleeper held;
-        TerminalRunner runner(platform, held);
-        runner.runAll({TerminalApp::appleTerminal, {group(u"1"_s, {step(u"a"_s), step(u"b"_s)})}});
-        held.release(false);
-        QTRY_VERIFY(!runner.isRunning());
-        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 1);
-        QVERIFY(platform.callsOf(u"alert"_s).isEmpty());
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("expected");
+        const auto openT = [](const QString &c) {
+            return AppleScriptDriver::openScript(c, TA::appleTerminal);
+        };
+        const auto runI = [](const QString &c, int id) {
+            return AppleScriptDriver::runScript(c, id, TA::iterm2);
+        };
+        QTest::newRow("open Terminal, quotes")
+            << openT(u"echo \"hi\""_s)
+            << u"tell application \"Terminal\"\n    activate\n    do script "
+               u"\"echo \\\"hi\\\"\"\n    return id of front window\nend tell"_s;
+        QTest::newRow("open iTerm2")
+            << AppleScriptDriver::openScript(u"ls -la"_s, TA::iterm2)
+            << u"tell application id \"com.googlecode.iterm2\"\n    activate\n"
+               u"    set newWindow to (create window with default profile)\n"
+               u"    tell current session of newWindow to write text \"ls -la\"\n"
+               u"    return id of newWindow\nend tell"_s;
+        QTest::newRow("run Terminal, backslashes not doubled twice")
+            << AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, TA::appleTerminal)
+            << u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window id 7\nend tell"_s;
+        const QString iterm =
+            u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window id "_s;
+        QTest::newRow("run iTerm2, negative id, line breaks flattened")
+            << runI(u"a\nb\rc"_s, -12) << iterm + u"-12 to write text \"a b c\"\nend tell"_s;
+        QTest::newRow("tab, unicode and blanks kept; empty")
+            << runI(u" \tcafé → "_s, 0) + runI({}, 0)
+            << iterm + u"0 to write text \" \tcafé → \"\nend tell"_s + iterm +
+                   u"0 to write text \"\"\nend tell"_s;
+    }
+
+    void appleScriptTexts()
+    {
+        QFETCH(QString, script);
+        QFETCH(QString, expected);
+        QCOMPARE(script, expected);
+    }
+
+    void appleScriptOutcomes()
+    {
+        platform.scriptOutcomes = {AppleScriptResult{-5}, AppleScriptOutcome{},
+                                   AppleScriptFailure{-1728, u"Can’t get window."_s},
+                                   AppleScriptFailure{-2741, std::nullopt},
+                                   AppleScriptFailure{std::nullopt, u"Syntax error"_s}};
+        AppleScriptDriver driver(platform);
+        const auto T = TA::appleTerminal;
+        QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), -5);
+        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Could not compile AppleScript."_s}));
+        QCOMPARE(std::get<ScriptError>(driver.openWindowAndRun(u"a"_s, TA::iterm2)),
+                 (ScriptError{-1728, u"Can’t get window."_s}));
+        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{-2741, u"Unknown AppleScript error."_s}));
+        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Syntax error"_s}));
+        QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), 0); // not a number
+    }
+
+    void packedRecipes_data()
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<QString>("shell");
+        QTest::addColumn<QString>("head");
+        QTest::addColumn<QString>("script");
+        const QString zsh = u"/bin/zsh"_s, make = u"make run"_s;
+        QTest::newRow("ghostty") << TA::ghostty << zsh
+                                 << u"/usr/bin/open -na Ghostty.app --args -e /bin/zsh -ilc"_s
+                                 << make;
+        QTest::newRow("tabby") << TA::tabby << zsh
+                               << u"/usr/bin/open -na Tabby.app --args run /bin/zsh -ilc"_s << make;
+        QTest::newRow("kitty") << TA::kitty << zsh
+                               << u"/A/k/Contents/MacOS/kitty --single-instance /bin/zsh -ilc"_s
+                               << make;
+        QTest::newRow("wezterm")
+            << TA::wezterm << zsh
+            << u"/A/w/Contents/MacOS/wezterm start --always-new-process -- /bin/zsh -ilc"_s << make;
+        QTest::newRow("alacritty, bash, odd text appended as it is")
+            << TA::alacritty << u"/bin/bash"_s
+            << u"/A/a/Contents/MacOS/alacritty -e /bin/bash -ilc"_s
+            << u"echo 'it''s' \"q\" \\\n; "_s;
+    }
+
+    void packedRecipes()
+    {
+        QFETCH(TerminalApp, terminal);
+        QFETCH(QString, shell);
+        QFETCH(QString, head);
+        QFETCH(QString, script);
+        platform.shell = shell;
+        platform.install(u"net.kovidgoyal.kitty"_s, u"/A/k"_s);
+        platform.install(u"com.github.wez.wezterm"_s, u"/A/w"_s);
+        platform.install(u"org.alacritty"_s, u"/A/a"_s);
+        QCOMPARE(PackedWindowLauncher(platform).launchPackedWindow(script, terminal), std::nullopt);
+        const QString window = script + u"; exec "_s + shell + u" -il"_s;
+        QCOMPARE(platform.calls,
+                 (Calls{{u"startProcess"_s, head.split(u' ') + QStringList{window}}}));
+    }
+
+    void packedFailures()
+    {
+        platform.startFailures.insert(0, u"Permission denied"_s);
+        PackedWindowLauncher launcher(platform);
+        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::ghostty),
+                 (ScriptError{0, u"Couldn’t launch Ghostty: Permission denied"_s}));
+        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::wezterm),
+                 (ScriptError{0, u"WezTerm doesn’t seem to be installed."_s}));
+        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::alacritty),
+                 (ScriptError{0, u"Alacritty doesn’t seem to be installed."_s}));
+    }
+
+    // The text inside the quotes, and what a YAML reader (as Warp's is) makes of it.
+    void warpQuoting_data()
+    {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("quoted");
+        QTest::addColumn<QString>("parsed");
+        const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
+        QTest::newRow("quotes") << u"Box \"2\""_s << u"\"Box \\\"2\\\"\""_s << u"Box \"2\""_s;
+        QTest::newRow("backslash") << u"C:\\tmp"_s << u"\"C:\\\\tmp\""_s << u"C:\\tmp"_s;
+        QTest::newRow("empty") << QString() << u"\"\""_s << QString();
+        QTest::newRow("remote form")
+            << remote
+            << u"\"ssh b -t 'exec $SHELL -ilc \\\"echo \\\\\\\"hi\\\\\\\" '\\\\''x'\\\\''\\\"'\""_s
+            << remote;
+        QTest::newRow("tab, hash, colon, unicode")
+            << u"\t# x: é"_s << u"\"\t# x: é\""_s << u"\t# x: é"_s;
+        // Kept raw; a YAML reader folds a raw line break inside double quotes into a space.
+        QTest::newRow("line feed") << u"a\nb"_s << u"\"a\nb\""_s << u"a b"_s;
+    }
+
+    void warpQuoting()
+    {
+        QFETCH(QString, value);
+        QFETCH(QString, quoted);
+        QFETCH(QString, parsed);
+        const QString text = WarpLauncher::launchFileText({{value, value}, {u"2nd"_s, u"ls"_s}});
+        QVERIFY(text.startsWith(u"---\nname: Corvane\nwindows:\n  - tabs:\n      - title: "_s +
+                                quoted +
+                                u"\n        layout:\n          commands:\n            - exec: "_s +
+                                quoted + u"\n  - tabs:\n"_s));
+        const YAML::Node root = YAML::Load(text.toStdString());
+        QCOMPARE(root["windows"].size(), std::size_t(2));
+        const YAML::Node tab = root["windows"][0]["tabs"][0];
+        QCOMPARE(QString::fromStdString(tab["title"].as<std::string>()), parsed);
+        QCOMPARE(QString::fromStdString(tab["layout"]["commands"][0]["exec"].as<std::string>()),
+                 parsed);
+    }
+
+    void warpUrlAndWriteFailure()
+    {
+        QCOMPARE(WarpLauncher::percentEncodedPath(u"/Application Support/az-AZ_09.~!$&'()*+,:=@"_s),
+                 "/Application%20Support/az-AZ_09.~!$&'()*+,:=@");
+        QCOMPARE(WarpLauncher::percentEncodedPath(u"/a#b?c%d;e[\"<\\^`{|}/é→"_s),
+                 "/a%23b%3Fc%25d%3Be%5B%22%3C%5C%5E%60%7B%7C%7D/%C3%A9%E2%86%92");
+
+        platform.supportDirectory = support.filePath(u"a file"_s);
+        QFile blocker(platform.supportDirectory); // no folder can go under a file
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        const auto error = WarpLauncher(platform).launchWarp({{u"a"_s, u"ls"_s}});
+        const QString prefix = u"Couldn’t write the Warp launch file: "_s;
+        QVERIFY(error && error->number == 0);
+        QVERIFY2(error->message.startsWith(prefix) && error->message.size() > prefix.size(),
+                 qPrintable(error->message));
+        QVERIFY(platform.calls.isEmpty());
+    }
+
+    void alerts()
+    {
+        LaunchAlerts alerts(platform);
+        alerts.showAlert({-1743, u"hidden"_s});
+        alerts.showAlert({-1744, {}});
+        QCOMPARE(
+            platform.calls,
+            (Calls{alert(u"Corvane isn’t allowed to control your terminal app"_s,
+                         u"Grant permission in System Settings → Privacy & Security → Automation → "
+                         u"Corvane, and enable your terminal app there.\n\nIf Corvane isn’t listed "
+                         u"there, run this in a terminal and try again:\ntccutil reset AppleEvents "
+                         u"io.github.corvane.Corvane"_s),
+                   alert(failed, u" (error -1744)"_s)}));
     }
 };
 

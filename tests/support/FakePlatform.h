@@ -4,13 +4,13 @@
 
 #include <QHash>
 #include <QList>
-#include <QSet>
-#include <QString>
 #include <QTest>
 
 #include <functional>
 
 namespace corvane::testing {
+
+using namespace Qt::StringLiterals;
 
 // A platform that records every call in one ordered log and answers from settings that tests
 // choose. Nothing reaches the real system.
@@ -21,47 +21,73 @@ public:
         QString kind;
         QStringList values;
         friend bool operator==(const Call &, const Call &) = default;
-        // Lets QCOMPARE print calls that differ.
-        friend char *toString(const Call &call)
+        friend char *toString(const Call &call) // lets QCOMPARE show calls that differ
         {
-            return QTest::toString(call.kind + QStringLiteral(": [") +
-                                   call.values.join(QStringLiteral("] [")) + u']');
+            return QTest::toString(call.kind + u": "_s + call.values.join(u" | "_s));
         }
     };
 
-    QString supportDirectory = QStringLiteral("/tmp/corvane-fake-support");
-    // Bundle identifiers that count as installed, mapped to their location.
-    QHash<QString, QString> installed;
-    QString shell = QStringLiteral("/bin/zsh");
-
-    // Start failures: the n-th startProcess call (0-based) fails with this reason.
-    QHash<int, QString> startFailures;
-    // Answers of executeAppleScript, consumed in order; when empty, scripts succeed with 0.
-    QList<AppleScriptOutcome> scriptOutcomes;
-    // Called inside showAlert, e.g. to check state while the alert is "on screen".
-    std::function<void()> onAlert;
-
+    QString supportDirectory = u"/tmp/corvane-fake-support"_s;
+    QHash<QString, QString> installed; // bundle identifier -> location
+    QString shell = u"/bin/zsh"_s;
+    QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
+    QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
+    std::function<void()> onAlert;            // runs while the alert is "on screen"
     QList<Call> calls;
 
-    void install(const QString &bundleIdentifier, const QString &location = {});
+    void install(const QString &id, const QString &at = {})
+    {
+        installed.insert(id, at.isEmpty() ? u"/Applications/"_s + id : at);
+    }
+    QList<Call> callsOf(const QString &kind) const
+    {
+        QList<Call> result;
+        for (const Call &call : calls) {
+            if (call.kind == kind)
+                result.append(call);
+        }
+        return result;
+    }
 
-    // Only the calls of one kind, in order.
-    QList<Call> callsOf(const QString &kind) const;
-
-    QString applicationSupportDirectory() const override;
-    std::optional<QString> applicationLocation(const QString &bundleIdentifier) const override;
-    std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
-                                             const QString &executableName) const override;
-    ProcessCommand openCommand(const QString &bundleIdentifier,
-                               const QStringList &openArguments) const override;
-    std::optional<QString> startProcess(const ProcessCommand &command) override;
-    void openUrl(const QUrl &url) override;
-    AppleScriptOutcome executeAppleScript(const QString &source) override;
-    QString windowShell() const override;
-    void showAlert(const QString &messageText, const QString &informativeText) override;
+    QString applicationSupportDirectory() const override { return supportDirectory; }
+    std::optional<QString> applicationLocation(const QString &id) const override
+    {
+        return installed.contains(id) ? std::optional(installed.value(id)) : std::nullopt;
+    }
+    std::optional<QString> bundledExecutable(const QString &id, const QString &name) const override
+    {
+        const auto at = applicationLocation(id);
+        return at ? std::optional(*at + u"/Contents/MacOS/"_s + name) : std::nullopt;
+    }
+    ProcessCommand openCommand(const QString &, const QStringList &arguments) const override
+    {
+        return {u"/usr/bin/open"_s, arguments};
+    }
+    std::optional<QString> startProcess(const ProcessCommand &command) override
+    {
+        calls.append({u"startProcess"_s, QStringList{command.program} + command.arguments});
+        const int index = m_starts++;
+        return startFailures.contains(index) ? std::optional(startFailures[index]) : std::nullopt;
+    }
+    void openUrl(const QUrl &url) override
+    {
+        calls.append({u"openUrl"_s, {url.toString(QUrl::FullyEncoded)}});
+    }
+    AppleScriptOutcome executeAppleScript(const QString &source) override
+    {
+        calls.append({u"appleScript"_s, {source}});
+        return scriptOutcomes.isEmpty() ? AppleScriptResult{} : scriptOutcomes.takeFirst();
+    }
+    QString windowShell() const override { return shell; }
+    void showAlert(const QString &title, const QString &text) override
+    {
+        calls.append({u"alert"_s, {title, text}});
+        if (onAlert)
+            onAlert();
+    }
 
 private:
-    int m_startCount = 0;
+    int m_starts = 0;
 };
 
 } // namespace corvane::testing

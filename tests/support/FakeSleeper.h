@@ -4,7 +4,6 @@
 
 #include <QList>
 
-#include <chrono>
 #include <functional>
 
 namespace corvane::testing {
@@ -12,28 +11,16 @@ namespace corvane::testing {
 // Records every wait and returns at once, so a run's timing is checked without taking time.
 class FakeSleeper final : public Sleeper {
 public:
-    QList<std::chrono::nanoseconds> waits;
-    // Index of the wait (0-based) that reports a cancellation; -1 for none.
-    int cancelAt = -1;
-    // Called at each wait, before it returns (e.g. to record the position in the platform log).
-    std::function<void(std::chrono::nanoseconds)> onWait;
+    QList<double> seconds;
+    int cancelAt = -1; // the wait (from 0) that reports a cancellation
+    std::function<void(double)> onWait;
 
     QCoro::Task<bool> sleepFor(std::chrono::nanoseconds duration) override
     {
-        const int index = static_cast<int>(waits.size());
-        waits.append(duration);
+        seconds.append(std::chrono::duration<double>(duration).count());
         if (onWait)
-            onWait(duration);
-        co_return index != cancelAt;
-    }
-
-    // The waits in seconds, for readable comparisons.
-    QList<double> seconds() const
-    {
-        QList<double> result;
-        for (auto wait : waits)
-            result.append(std::chrono::duration<double>(wait).count());
-        return result;
+            onWait(seconds.last());
+        co_return seconds.size() - 1 != cancelAt;
     }
 };
 

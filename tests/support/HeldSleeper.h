@@ -2,15 +2,12 @@
 
 #include "Sleeper.h"
 
-#include <QList>
+#include <QCoroSignal>
 #include <QObject>
-
-#include <chrono>
 
 namespace corvane::testing {
 
-// Records every wait and keeps it suspended until the test calls release(), so that a run can
-// be observed (and poked) while it is under way.
+// Keeps every wait suspended until release(), so that a run can be watched while under way.
 class HeldSleeper final : public QObject, public Sleeper {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(HeldSleeper)
@@ -18,14 +15,19 @@ class HeldSleeper final : public QObject, public Sleeper {
 public:
     explicit HeldSleeper(QObject *parent = nullptr) : QObject(parent) {}
 
-    QList<std::chrono::nanoseconds> waits;
-    // Number of waits currently suspended.
-    int pending = 0;
+    int pending = 0; // waits now suspended
 
-    QCoro::Task<bool> sleepFor(std::chrono::nanoseconds duration) override;
-
-    // Resumes every suspended wait with `completed` (false reports a cancellation).
-    void release(bool completed = true);
+    QCoro::Task<bool> sleepFor(std::chrono::nanoseconds) override
+    {
+        ++pending;
+        co_return co_await qCoro(this, &HeldSleeper::released);
+    }
+    // Resumes every suspended wait (inside the emission); false reports a cancellation.
+    void release(bool completed = true)
+    {
+        pending = 0;
+        Q_EMIT released(completed);
+    }
 
 Q_SIGNALS:
     void released(bool completed);

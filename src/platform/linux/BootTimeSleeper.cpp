@@ -5,7 +5,7 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
-#include <cerrno>
+#include <algorithm>
 #include <coroutine>
 #include <cstdint>
 #include <memory>
@@ -75,16 +75,23 @@ timespec toTimespec(std::chrono::nanoseconds duration)
     return result;
 }
 
-// Only when no timerfd can be made (descriptor exhaustion): a precise Qt timer, rounded up to
-// whole milliseconds so that it is not early either.
+// Only when no timerfd can be made (descriptor exhaustion): precise Qt timers, rounded up to
+// whole milliseconds so that the wait is not early either. A QTimer interval is an int of
+// milliseconds, so long waits are taken a day at a time.
 QCoro::Task<> preciseTimerWait(std::chrono::nanoseconds duration)
 {
-    QTimer timer;
-    timer.setTimerType(Qt::PreciseTimer);
-    timer.setSingleShot(true);
-    timer.start(std::chrono::ceil<std::chrono::milliseconds>(duration) +
-                std::chrono::milliseconds(1));
-    co_await qCoro(&timer, &QTimer::timeout);
+    constexpr std::chrono::milliseconds longestInterval = std::chrono::hours(24);
+    auto remaining =
+        std::chrono::ceil<std::chrono::milliseconds>(duration) + std::chrono::milliseconds(1);
+    while (remaining > std::chrono::milliseconds::zero()) {
+        const auto interval = std::min(remaining, longestInterval);
+        QTimer timer;
+        timer.setTimerType(Qt::PreciseTimer);
+        timer.setSingleShot(true);
+        timer.start(interval);
+        co_await qCoro(&timer, &QTimer::timeout);
+        remaining -= interval;
+    }
 }
 
 } // namespace

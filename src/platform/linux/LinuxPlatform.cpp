@@ -57,8 +57,10 @@ void reapWhenExited(pid_t pid)
 }
 
 // Starts `path` in a session of its own (so that signals aimed at Corvane's terminal or process
-// group do not reach it). posix_spawn shares our memory until exec instead of copying it, and
-// reports a failed exec as its result.
+// group do not reach it), with every signal unblocked and at its default action: a signal that
+// Corvane's own parent ignored (SIGHUP under nohup, SIGPIPE) must not stay ignored in the user's
+// shells. posix_spawn shares our memory until exec instead of copying it, and reports a failed
+// exec as its result.
 int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments)
 {
     std::vector<char *> argv;
@@ -72,7 +74,11 @@ int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments)
     sigset_t noSignals;
     ::sigemptyset(&noSignals);
     ::posix_spawnattr_setsigmask(&attributes, &noSignals);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK);
+    sigset_t allSignals;
+    ::sigfillset(&allSignals);
+    ::posix_spawnattr_setsigdefault(&attributes, &allSignals);
+    ::posix_spawnattr_setflags(&attributes,
+                               POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = 0;
     const int error =
         ::posix_spawn(&pid, path.constData(), nullptr, &attributes, argv.data(), environ);
