@@ -66,12 +66,12 @@ struct Fixture {
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    QStringList names() const
+    QString names() const
     {
         QStringList names;
         for (const TabGroup &g : store.config().groups)
             names.append(g.name);
-        return names;
+        return names.join(u',');
     }
 
     GroupEditor *card(int index) const { return editor->groupEditors().at(index); }
@@ -142,16 +142,8 @@ private Q_SLOTS:
         QCOMPARE(f.store.config().terminalApp, expected);
         QCOMPARE(f.file().contains(u"\"%1\""_s.arg(rawValue(expected)).toUtf8()),
                  configured != expected);
-        // The picker lists what is installed, in the terminals' order, when there is a choice.
         QCOMPARE(child<QWidget>(f.editor.get(), u"terminalPickerRow"_s)->isVisible(),
                  installed.size() >= 2);
-        QStringList entries;
-        for (int i = 0; i < f.picker()->count(); ++i)
-            entries.append(f.picker()->itemText(i));
-        QCOMPARE(entries.size(), installed.size());
-        if (installed.size() == 2)
-            QCOMPARE(entries.first(), displayName(std::min(installed[0], installed[1])));
-
         // Every appearance checks again.
         f.editor->hide();
         f.platform.installed.remove(bundleIdentifier(expected));
@@ -168,24 +160,23 @@ private Q_SLOTS:
         click(f.card(0), u"groupDown"_s);
         click(f.editor.get(), u"addWindow"_s);
         click(f.editor.get(), u"addWindow"_s);
-        QCOMPARE(f.names(), (QStringList{u"Window 1"_s, u"Window 2"_s, u"Window 3"_s}));
+        QCOMPARE(f.names(), u"Window 1,Window 2,Window 3"_s);
         QVERIFY(child(f.card(0), u"groupDelete"_s)->isEnabled());
 
         GroupEditor *first = f.card(0);
         click(first, u"groupDown"_s);
         click(f.card(2), u"groupDown"_s);
-        QCOMPARE(f.names(), (QStringList{u"Window 2"_s, u"Window 1"_s, u"Window 3"_s}));
+        QCOMPARE(f.names(), u"Window 2,Window 1,Window 3"_s);
         QCOMPARE(f.card(1), first); // cards follow their group, so focus survives a move
 
         // The count names the new group, so after a delete two groups share a name.
         click(f.card(1), u"groupDelete"_s);
         click(f.editor.get(), u"addWindow"_s);
-        QCOMPARE(f.names(), (QStringList{u"Window 2"_s, u"Window 3"_s, u"Window 3"_s}));
+        QCOMPARE(f.names(), u"Window 2,Window 3,Window 3"_s);
         click(f.card(0), u"groupDelete"_s);
         click(f.card(0), u"groupDelete"_s);
         QVERIFY(!child(f.card(0), u"groupDelete"_s)->isEnabled());
-        QVERIFY(f.file().contains("\"name\" : \"Window 3\""));
-        QVERIFY(!f.file().contains("\"name\" : \"Window 2\""));
+        QVERIFY(f.file().contains("\"name\" : \"Window 3\"") && !f.file().contains("Window 2"));
     }
 
     void stepOperations()
@@ -193,24 +184,23 @@ private Q_SLOTS:
         Fixture f;
         f.open(TerminalApp::appleTerminal, {group(u"W"_s, {u"first"_s})});
         GroupEditor *card = f.card(0);
-        CommandRow *only = card->commandRows().at(0);
-        QVERIFY(!child(only, u"stepDelete"_s)->isEnabled());
+        const auto canDelete = [&](int row) {
+            return child(card->commandRows().at(row), u"stepDelete"_s)->isEnabled();
+        };
+        QVERIFY(!canDelete(0));
         click(card, u"addCommand"_s);
         CommandRow *added = card->commandRows().at(1);
         QCOMPARE(child<QLineEdit>(added, u"delayField"_s)->text(), u"0"_s);
-        QVERIFY(child(only, u"stepDelete"_s)->isEnabled());
+        QVERIFY(canDelete(0) && canDelete(1));
 
-        // Stored as typed, blanks included.
-        QTest::keyClicks(child<QLineEdit>(added, u"commandField"_s), u"  ls  "_s);
+        QTest::keyClicks(child<QLineEdit>(added, u"commandField"_s), u"  ls  "_s); // kept as typed
         click(added, u"stepUp"_s);
         click(added, u"stepUp"_s);
         QCOMPARE(f.store.config().groups[0].commands[0].command, u"  ls  "_s);
         QCOMPARE(card->commandRows().at(0), added);
-
         click(added, u"stepDelete"_s);
         QCOMPARE(f.store.config().groups[0].commands.size(), 1);
-        QCOMPARE(f.store.config().groups[0].commands[0].command, u"first"_s);
-        QVERIFY(!child(card->commandRows().at(0), u"stepDelete"_s)->isEnabled());
+        QVERIFY(!canDelete(0));
     }
 
     void delayFieldInADecimalCommaLocale()
@@ -220,7 +210,9 @@ private Q_SLOTS:
         f.open(TerminalApp::appleTerminal, {group(u"W"_s, {u"ssh box"_s}, 1.5)});
         auto *delay = child<QLineEdit>(f.card(0), u"delayField"_s);
         QCOMPARE(delay->text(), u"1,5"_s);
-        for (const auto &[typed, stored] : {std::pair{u"2,5"_s, 2.5}, {u"abc"_s, 2.5}}) {
+        // Letters and infinity never reach the file.
+        for (const auto &[typed, stored] :
+             {std::pair{u"-1"_s, -1.0}, {u"2,5"_s, 2.5}, {u"abc"_s, 2.5}, {u"inf"_s, 2.5}}) {
             delay->selectAll();
             QTest::keyClicks(delay, typed);
             QCOMPARE(f.store.config().groups[0].commands[0].delayAfter, stored);

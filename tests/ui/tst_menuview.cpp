@@ -5,11 +5,8 @@
 #include "MenuView.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
-#include "UpdateDialog.h"
 
-#include <QMessageBox>
 #include <QSignalSpy>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
@@ -35,8 +32,8 @@ AppConfig kittyConfig(const QStringList &commands)
 
 // A menu over real store and runner; the run stops at each wait until released.
 struct Fixture {
-    explicit Fixture(const QUrl &feed = {})
-        : store(dir.path()), runner(platform, sleeper), updater(feed, u"1.0"_s),
+    Fixture()
+        : store(dir.path()), runner(platform, sleeper), updater(QUrl(), u"1.0"_s),
           menu(store, runner, updater)
     {
         platform.install(bundleIdentifier(TerminalApp::kitty));
@@ -132,29 +129,6 @@ private Q_SLOTS:
         QSignalSpy edit(&f.menu, &MenuView::editRequested);
         QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
         QCOMPARE(edit.size(), 1);
-    }
-
-    void checkForUpdatesFollowsTheChecker()
-    {
-        // A port nobody listens on: the check fails fast and the dialog reports it.
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        const quint16 port = probe.serverPort();
-        probe.close();
-        Fixture f(QUrl(u"http://127.0.0.1:%1/appcast.xml"_s.arg(port)));
-        QAction *check = f.menu.checkForUpdatesAction();
-        QTRY_VERIFY(check->isEnabled());
-
-        int shown = 0;
-        UpdateDialog::setAnswerHook([&](QMessageBox &) -> QAbstractButton * {
-            ++shown;
-            return nullptr;
-        });
-        check->trigger();
-        QVERIFY(!check->isEnabled());
-        QTRY_COMPARE(shown, 1);
-        QTRY_VERIFY(check->isEnabled());
-        UpdateDialog::setAnswerHook({});
     }
 };
 
