@@ -22,19 +22,15 @@ void TestVersionComparator::orders_data()
     QTest::newRow("beyond 64 bits")
         << u"99999999999999999999"_s << u"100000000000000000000"_s << -1;
     QTest::newRow("leading zeros") << u"1.02"_s << u"1.2"_s << 0;
-    QTest::newRow("Unicode digits") << u"1.\u0661"_s << u"1.2"_s << -1;
     QTest::newRow("extra component") << u"1.0"_s << u"1.0.0"_s << -1;
     QTest::newRow("empty is oldest") << QString() << u"0"_s << -1;
     QTest::newRow("beta before release") << u"1.0b1"_s << u"1.0"_s << -1;
     QTest::newRow("beta before rc") << u"1.0b5"_s << u"1.0rc1"_s << -1;
     QTest::newRow("pre-release numbers") << u"1.0b2"_s << u"1.0b10"_s << -1;
-    QTest::newRow("bare beta first") << u"1.0b"_s << u"1.0b1"_s << -1;
     QTest::newRow("release before next beta") << u"1.0"_s << u"1.1b1"_s << -1;
     QTest::newRow("beta before patch") << u"1.0b1"_s << u"1.0.1"_s << -1;
-    QTest::newRow("case-sensitive names") << u"1.0RC1"_s << u"1.0beta1"_s << -1;
     QTest::newRow("number beats period") << u"1..1"_s << u"1.1"_s << -1;
     QTest::newRow("number beats separator") << u"1.0.-"_s << u"1.0.0"_s << -1;
-    QTest::newRow("separators alike") << u"1.0-beta"_s << u"1.0 beta"_s << 0;
 }
 
 void TestVersionComparator::orders()
