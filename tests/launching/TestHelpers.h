@@ -2,6 +2,8 @@
 
 #include "AppConfig.h"
 
+#include <QFile>
+
 namespace corvane::testing {
 
 inline CommandStep step(const QString &command, double delay = 0)
@@ -13,6 +15,13 @@ inline TabGroup group(const QString &name, const QList<CommandStep> &steps,
                       std::optional<QString> packedOverride = std::nullopt)
 {
     return {QUuid::createUuid(), name, steps, std::move(packedOverride)};
+}
+
+inline bool writeExecutable(const QString &path, const QByteArray &text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
+           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 } // namespace corvane::testing

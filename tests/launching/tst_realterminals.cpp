@@ -1,9 +1,9 @@
 // kitty and Alacritty started for real through LinuxPlatform and the runner on a private X server,
 // each window appending "<step> <time>" lines to a marker file.
 #include "BootTimeSleeper.h"
-#include "ConfigBuilders.h"
 #include "LinuxPlatform.h"
 #include "TerminalRunner.h"
+#include "TestHelpers.h"
 
 #include <QDir>
 #include <QProcess>
@@ -45,13 +45,11 @@ private Q_SLOTS:
         qputenv("DISPLAY", ":" + xvfb.readLine().trimmed());
 
         // --single-instance would otherwise join a kitty of this user on any display.
-        QFile kitty(dir.filePath(u"kitty"_s));
-        QVERIFY(kitty.open(QIODevice::WriteOnly));
-        kitty.write(u"#!/bin/sh\nexec '%1' --instance-group corvane-test-%2 \"$@\"\n"_s
-                        .arg(QStandardPaths::findExecutable(u"kitty"_s))
-                        .arg(::getpid())
-                        .toUtf8());
-        QVERIFY(kitty.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QVERIFY(writeExecutable(dir.filePath(u"kitty"_s),
+                                u"#!/bin/sh\nexec '%1' --instance-group corvane-test-%2 \"$@\"\n"_s
+                                    .arg(QStandardPaths::findExecutable(u"kitty"_s))
+                                    .arg(::getpid())
+                                    .toUtf8()));
         qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
     }
 

@@ -1,7 +1,7 @@
 // The remote form of a packed command, run by a local shell against a loopback sshd: every later
 // command must reach the remote login shell with its exact text, in order.
-#include "ConfigBuilders.h"
 #include "PackedCommandBuilder.h"
+#include "TestHelpers.h"
 
 #include <QDir>
 #include <QProcess>
@@ -29,15 +29,6 @@ class RemoteSshTest final : public QObject {
         return process.waitForFinished(30000) && process.exitCode() == 0;
     }
 
-    void write(const QString &name, const QString &text, bool executable = false)
-    {
-        QFile file(dir.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) &&
-                file.write(text.toUtf8()) == text.toUtf8().size());
-        if (executable)
-            QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -57,10 +48,14 @@ private Q_SLOTS:
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
         const quint16 port = probe.serverPort();
         probe.close();
-        write(u"sshd_config"_s,
-              u"ListenAddress 127.0.0.1\nPort %1\nHostKey %2\nAuthorizedKeysFile %3\nPidFile none\n"
-              u"UsePAM no\nStrictModes no\nPasswordAuthentication no\n"_s.arg(port)
-                  .arg(dir.filePath(u"host_key"_s), dir.filePath(u"authorized_keys"_s)));
+        QFile config(dir.filePath(u"sshd_config"_s));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(
+            u"ListenAddress 127.0.0.1\nPort %1\nHostKey %2\nAuthorizedKeysFile %3\nPidFile none\n"
+            u"UsePAM no\nStrictModes no\nPasswordAuthentication no\n"_s.arg(port)
+                .arg(dir.filePath(u"host_key"_s), dir.filePath(u"authorized_keys"_s))
+                .toUtf8());
+        config.close();
         sshd.setProcessChannelMode(QProcess::MergedChannels);
         sshd.start(u"/usr/sbin/sshd"_s,
                    {u"-D"_s, u"-e"_s, u"-f"_s, dir.filePath(u"sshd_config"_s)});
@@ -73,12 +68,13 @@ private Q_SLOTS:
 
         // The packed command says plain "ssh 127.0.0.1"; the client options come from a wrapper.
         QVERIFY(QDir(dir.path()).mkdir(u"bin"_s));
-        write(u"bin/ssh"_s,
-              u"#!/bin/sh\nexec '%1' -i '%2' -p %3 -o StrictHostKeyChecking=no -o LogLevel=ERROR "
-              u"-o UserKnownHostsFile=/dev/null -o BatchMode=yes \"$@\"\n"_s
-                  .arg(QStandardPaths::findExecutable(u"ssh"_s), dir.filePath(u"client_key"_s))
-                  .arg(port),
-              true);
+        QVERIFY(writeExecutable(
+            dir.filePath(u"bin/ssh"_s),
+            u"#!/bin/sh\nexec '%1' -i '%2' -p %3 -o StrictHostKeyChecking=no -o LogLevel=ERROR "
+            u"-o UserKnownHostsFile=/dev/null -o BatchMode=yes \"$@\"\n"_s
+                .arg(QStandardPaths::findExecutable(u"ssh"_s), dir.filePath(u"client_key"_s))
+                .arg(port)
+                .toUtf8()));
     }
 
     void cleanupTestCase()

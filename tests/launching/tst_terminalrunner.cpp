@@ -1,13 +1,13 @@
 // The runner and its parts (AppleScript driver, packed recipes, Warp file, alerts) against
 // recording doubles: exact texts, exact call order, exact waits.
 #include "AppleScriptDriver.h"
-#include "ConfigBuilders.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "HeldSleeper.h"
 #include "LaunchAlerts.h"
 #include "PackedWindowLauncher.h"
 #include "TerminalRunner.h"
+#include "TestHelpers.h"
 #include "WarpLauncher.h"
 
 #include <QTemporaryDir>
@@ -27,30 +27,23 @@ using TA = TerminalApp;
 namespace {
 
 const QString failed = u"Couldn’t run your commands"_s;
-
-Call wait(double s)
-{
-    return {u"wait"_s, {QString::number(s)}};
-}
-Call open(const QString &c)
-{
-    return {u"appleScript"_s, {AppleScriptDriver::openScript(c, TA::appleTerminal)}};
-}
-Call send(const QString &c, int id)
-{
-    return {u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
-}
-Call alert(const QString &title, const QString &text)
-{
-    return {u"alert"_s, {title, text}};
-}
-Call kitty(const QString &script)
-{
-    const QString bin = u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty"_s;
-    return {
+const auto wait = [](double s) { return Call{u"wait"_s, {QString::number(s)}}; };
+const auto alert = [](const QString &title, const QString &text) {
+    return Call{u"alert"_s, {title, text}};
+};
+const auto open = [](const QString &c) {
+    return Call{u"appleScript"_s, {AppleScriptDriver::openScript(c, TA::appleTerminal)}};
+};
+const auto send = [](const QString &c, int id) {
+    return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
+};
+const auto kitty = [](const QString &script) {
+    return Call{
         u"startProcess"_s,
-        {bin, u"--single-instance"_s, u"/bin/zsh"_s, u"-ilc"_s, script + u"; exec /bin/zsh -il"_s}};
-}
+        u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance /bin/zsh -ilc"_s
+                .split(u' ')
+            << script + u"; exec /bin/zsh -il"_s};
+};
 
 } // namespace
 
