@@ -14,15 +14,10 @@ import uuid
 TIMEOUT = 30.0  # generous: sanitizer builds and kitty's software GL are slow
 
 
-class Failure(Exception):
-    pass
-
-
 def wait_until(what, predicate):
     deadline = time.monotonic() + TIMEOUT
     while not (value := predicate()):
-        if time.monotonic() > deadline:
-            raise Failure(f"timed out waiting for {what}")
+        assert time.monotonic() < deadline, f"timed out waiting for {what}"
         time.sleep(0.05)
     return value
 
@@ -101,38 +96,28 @@ class Session:
     def xdotool(self, *args, check=True):
         result = subprocess.run(["xdotool", *args], env=self.env, capture_output=True, text=True,
                                 timeout=TIMEOUT)
-        if check and result.returncode != 0:
-            raise Failure(f"xdotool {' '.join(args)} failed: {result.stderr.strip()}")
+        assert not check or result.returncode == 0, f"xdotool {args} failed: {result.stderr}"
         return result.stdout.split()
 
     def windows(self, title_regex, sync=True):
         return self.xdotool("search", "--all", *(["--sync"] if sync else []), "--onlyvisible",
                             "--pid", str(self.app.pid), "--name", title_regex, check=sync)
 
-    def app_windows(self, docked, visible_only=False):
-        """The app's windows inside another one (the docked icon), or else at the root."""
-        def at_root(w):
-            tree = subprocess.run(["xwininfo", "-tree", "-id", w], env=self.env,
-                                  capture_output=True, text=True).stdout
-            return any("Parent window id:" in line and "(the root window)" in line
-                       for line in tree.splitlines())
-        found = self.xdotool("search", *(["--onlyvisible"] if visible_only else []), "--pid",
-                             str(self.app.pid), check=False)
-        return [w for w in found if at_root(w) != docked]
+    def visible(self):
+        return self.xdotool("search", "--onlyvisible", "--pid", str(self.app.pid), check=False)
 
     def expect_markers_ran(self):
         expected = [f"one-{i} two-{i}".encode().split() for i in (1, 2)]
         wait_until("both kitty windows to run their commands", lambda: all(
             os.path.exists(m) and read(m).split() == e for m, e in zip(self.markers, expected)))
-        if self.app.poll() is not None:
-            raise Failure(f"corvane exited with {self.app.returncode}")
+        assert self.app.poll() is None, f"corvane exited with {self.app.returncode}"
 
 
 def case_tray_run(s):
     s.start(tray=True)
-    icon = wait_until("the docked tray icon", lambda: s.app_windows(docked=True))[0]
+    icon = wait_until("the docked tray icon, corvane's only window", s.visible)[0]
     s.xdotool("mousemove", "--window", icon, "5", "5", "click", "3")
-    wait_until("the tray menu", lambda: s.app_windows(docked=False, visible_only=True))
+    wait_until("the tray menu", lambda: len(s.visible()) == 2)
     s.xdotool("key", "Down", "Return")  # the first enabled entry: Run Startup Commands
     s.expect_markers_ran()
 
@@ -151,19 +136,17 @@ def case_editor_saves(s):
     s.windows("^Corvane$")
     # A later start hands over to the running Corvane, which opens (or raises) its one editor.
     for _ in range(2):
-        if subprocess.run([s.corvane], env=s.env, timeout=TIMEOUT).returncode != 0:
-            raise Failure("a second start failed")
+        assert subprocess.run([s.corvane], env=s.env, timeout=TIMEOUT).returncode == 0
         editor = s.windows("Edit Commands$")[0]
-    if len(s.windows("Edit Commands$", sync=False)) != 1 or read(s.config_path) != before:
-        raise Failure("expected one editor window and an untouched config.json")
+    assert len(s.windows("Edit Commands$", sync=False)) == 1, "one editor window"
+    assert read(s.config_path) == before, "opening the editor must not write config.json"
     s.xdotool("windowfocus", "--sync", editor)  # the first window's name field has the focus
     s.xdotool("key", "--window", editor, "ctrl+a")
     s.xdotool("type", "--window", editor, "Build box/1")
     s.config["groups"][0]["name"] = "Build box/1"
     wait_until("config.json with the new name in its exact layout",
                lambda: read(s.config_path) == foundation_json(s.config))
-    if os.stat(s.config_path).st_mode & 0o777 != 0o600:
-        raise Failure("config.json is not private to its owner")
+    assert os.stat(s.config_path).st_mode & 0o777 == 0o600, "config.json is not private"
 
 
 def case_no_display(s):
@@ -172,8 +155,8 @@ def case_no_display(s):
     result = subprocess.run([s.corvane], env=s.env, capture_output=True, text=True,
                             timeout=TIMEOUT)
     lines = result.stderr.splitlines()
-    if result.returncode == 0 or len(lines) != 1 or "graphical session" not in lines[0]:
-        raise Failure(f"expected failure and one line, got {result.returncode} {result.stderr!r}")
+    assert result.returncode != 0 and len(lines) == 1 and "graphical session" in lines[0], \
+        f"expected a failure and one line, got {result.returncode} {result.stderr!r}"
 
 
 def main():
@@ -184,7 +167,7 @@ def main():
         session = Session(os.path.abspath(sys.argv[1]), root)
         try:
             cases[sys.argv[2]](session)
-        except (Failure, subprocess.TimeoutExpired) as error:
+        except (AssertionError, subprocess.TimeoutExpired) as error:
             log = os.path.join(root, "corvane.log")
             sys.exit(f"FAIL {sys.argv[2]}: {error}\n" +
                      (read(log).decode(errors="replace") if os.path.exists(log) else ""))

@@ -21,14 +21,11 @@ class TestTrayShell final : public QObject {
 private Q_SLOTS:
     void init()
     {
-        m_store = std::make_unique<ConfigStore>(m_dir.path());
-        m_shell = std::make_unique<TrayShell>(*m_store, m_runner, m_updater, m_platform);
+        m_shell = std::make_unique<TrayShell>(m_store, m_runner, m_updater, m_platform);
         // The offscreen platform has no system tray.
         QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
         m_shell->start();
     }
-
-    void cleanup() { m_shell.reset(); }
 
     void closingTheFallbackWindowQuits()
     {
@@ -74,7 +71,7 @@ private:
     testing::FakeSleeper m_sleeper;
     TerminalRunner m_runner{m_platform, m_sleeper};
     UpdateChecker m_updater{QUrl(), u"1.0"_s};
-    std::unique_ptr<ConfigStore> m_store;
+    ConfigStore m_store{m_dir.path()};
     std::unique_ptr<TrayShell> m_shell;
 };
 
