@@ -104,6 +104,7 @@ private Q_SLOTS:
         row("override a number", doc("\"name\"", "\"packedOverride\": 0, \"name\""), unreadable);
         row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), unreadable);
         row("id trailing text", doc(stepId, QByteArray(stepId) + 'X'), unreadable);
+        row("id one short", doc(stepId, QByteArray(stepId).chopped(1)), unreadable);
         row("id non-hex", doc(stepId, QByteArray(stepId).replace('D', 'G')), unreadable);
         row("id hyphen moved", doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"), unreadable);
     }
@@ -128,28 +129,16 @@ private Q_SLOTS:
     void randomConfigurationsRoundTrip()
     {
         QRandomGenerator rng(20240611);
-        for (int i = 0; i < 400; ++i) {
-            const AppConfig config = testing::randomConfig(rng, 4);
-            const auto read = ConfigCodec::decode(encoded(config));
-            QVERIFY2(read, encoded(config).constData());
-            if (config.groups.isEmpty())
-                QCOMPARE(read->groups[0].name, u"Window 1"_s); // the default list
-            else
-                QVERIFY2(*read == config, encoded(config).constData());
-        }
-    }
+        AppConfig config{TerminalApp::warp, {}};
+        while (config.groups.size() < 400)
+            config.groups.append(testing::randomConfig(rng, 3).groups);
+        QCOMPARE(ConfigCodec::decode(encoded(config)), std::optional<AppConfig>(config));
 
-    void pythonReadsTheSameValues()
-    {
-        // Python reads our file and writes it again in its own dialect (\u escapes, repr
-        // floats); reading that back must give exactly the configuration we wrote.
+        // Python reads the file and writes it again in its own dialect (\u escapes, repr
+        // floats); reading that back must give exactly the same configuration.
         const QString python = QStandardPaths::findExecutable(u"python3"_s);
         if (python.isEmpty())
             QSKIP("python3 is not installed");
-        QRandomGenerator rng(7);
-        AppConfig config{TerminalApp::warp, {}};
-        while (config.groups.size() < 8)
-            config.groups.append(testing::randomConfig(rng, 3).groups);
         QProcess process;
         process.start(python,
                       {u"-c"_s, u"import json, sys; "
