@@ -65,12 +65,15 @@ class Session:
         os.close(write_fd)
         with os.fdopen(read_fd, "rb") as pipe:
             display = pipe.readline().strip().decode()
-        dirs = {name: os.path.join(self.root, name) for name in ("config/Corvane", "run", "bin")}
+        dirs = {name: os.path.join(self.root, name)
+                for name in ("config/Corvane", "run", "bin", "home")}
         for d in dirs.values():
             os.makedirs(d, mode=0o700)
         for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
             self.env.pop(key, None)  # without D-Bus, Qt docks through XEmbed into trayer
+        # kitty's windows run login shells: keep this user's profile (and its locks) out.
         self.env.update(DISPLAY=":" + display, XDG_CONFIG_HOME=os.path.join(self.root, "config"),
+                        HOME=dirs["home"],
                         XDG_RUNTIME_DIR=dirs["run"], PATH=dirs["bin"] + ":" + self.env["PATH"])
         # kitty shares one instance per user across displays: keep this test's windows apart.
         with open(os.path.join(dirs["bin"], "kitty"), "w") as f:

@@ -51,6 +51,9 @@ private Q_SLOTS:
                                     .arg(::getpid())
                                     .toUtf8()));
         qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
+        // The windows run login shells: keep this user's profile (and anything it locks) out.
+        QVERIFY(QDir(dir.path()).mkpath(u"home"_s));
+        qputenv("HOME", QFile::encodeName(dir.filePath(u"home"_s)));
     }
 
     // The terminals end with their X server.
