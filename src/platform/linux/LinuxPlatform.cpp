@@ -1,5 +1,6 @@
 #include "LinuxPlatform.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
 #include <QMessageBox>
@@ -47,7 +48,10 @@ void reapWhenExited(pid_t pid)
         }).detach();
         return;
     }
-    auto *notifier = new QSocketNotifier(pidFd, QSocketNotifier::Read);
+    // Owned by the application, so that watchers of terminals that outlive Corvane are freed
+    // when it quits.
+    auto *notifier =
+        new QSocketNotifier(pidFd, QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, pid, pidFd] {
         notifier->setEnabled(false);
         ::waitpid(pid, nullptr, WNOHANG);
