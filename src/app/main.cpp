@@ -7,47 +7,14 @@
 #include "UpdateFeed.h"
 
 #include <QApplication>
-#include <QByteArrayList>
 
 #include <cstdio>
 
-namespace {
-
-// QApplication aborts without a display; say why in one line instead.
-bool hasGraphicalSession()
-{
-#if defined(Q_OS_UNIX) && !defined(Q_OS_MACOS)
-    const bool x11 = !qEnvironmentVariableIsEmpty("DISPLAY");
-    const bool wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    const QByteArray requested = qgetenv("QT_QPA_PLATFORM");
-    if (requested.isEmpty())
-        return x11 || wayland;
-    // A list like "wayland;xcb" is tried in order; platforms such as offscreen need no server.
-    for (const QByteArray &entry : requested.split(';')) {
-        const QByteArray name = entry.split(':').first().trimmed();
-        if (name == "xcb") {
-            if (x11)
-                return true;
-        } else if (name.startsWith("wayland")) {
-            if (wayland)
-                return true;
-        } else if (!name.isEmpty()) {
-            return true;
-        }
-    }
-    return false;
-#else
-    return true;
-#endif
-}
-
-} // namespace
-
 int main(int argc, char *argv[])
 {
-    if (!hasGraphicalSession()) {
-        std::fputs("corvane: needs a graphical session (no DISPLAY or WAYLAND_DISPLAY set)\n",
-                   stderr);
+    // Qt aborts without a display; say why in one line instead.
+    if (const auto problem = corvane::graphicalSessionProblem()) {
+        std::fprintf(stderr, "corvane: %s\n", qPrintable(*problem));
         return 1;
     }
 

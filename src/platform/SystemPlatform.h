@@ -4,6 +4,7 @@
 #include "Sleeper.h"
 
 #include <memory>
+#include <optional>
 
 namespace corvane {
 
@@ -11,5 +12,9 @@ namespace corvane {
 // main() needs no per-OS code.
 std::unique_ptr<Platform> makeSystemPlatform();
 std::unique_ptr<Sleeper> makeSystemSleeper();
+
+// Why no window can be shown (no display server to talk to), or nothing when one can. Checked
+// before Qt starts, since Qt aborts without a display.
+std::optional<QString> graphicalSessionProblem();
 
 } // namespace corvane
