@@ -34,10 +34,12 @@ xdotool search --sync --classname '^trayer$' >/dev/null
 panel=$(xdotool search --sync --classname '^panel$' | awk 'NR == 1')
 
 # Terminals are "installed" when their executable is on PATH: one folder with none, one with a
-# kitty that only records that it ran.
+# kitty and an Alacritty that only record that they ran (two, so that the picker shows).
 mkdir -p "$work/no-terminals" "$work/with-kitty"
-printf '#!/bin/sh\necho "$@" >> "%s/kitty.log"\n' "$work" >"$work/with-kitty/kitty"
-chmod +x "$work/with-kitty/kitty"
+for terminal in kitty alacritty; do
+    printf '#!/bin/sh\necho "$@" >> "%s/%s.log"\n' "$work" "$terminal" >"$work/with-kitty/$terminal"
+    chmod +x "$work/with-kitty/$terminal"
+done
 
 config() { # TERMINAL OVERRIDE_JSON_MEMBER
     cat <<JSON
