@@ -11,27 +11,8 @@ out=$repo/docs/screenshots
 [[ -x $corvane ]] || { echo "no corvane executable at $corvane" >&2; exit 2; }
 mkdir -p "$out"
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-exec {fd}>"$work/display"
-Xvfb -displayfd "$fd" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
-pids+=($!)
-for _ in $(seq 200); do [[ -s $work/display ]] && break; sleep 0.05; done
-export DISPLAY=:$(awk 'NR == 1' "$work/display")
-unset DBUS_SESSION_BUS_ADDRESS # so that Qt docks through XEmbed into trayer
-export XDG_RUNTIME_DIR=$work/runtime
-mkdir -m 0700 "$XDG_RUNTIME_DIR"
-
-trayer --edge top --align right --widthtype request --height 24 >/dev/null 2>&1 &
-pids+=($!)
-xdotool search --sync --classname '^trayer$' >/dev/null
-panel=$(xdotool search --sync --classname '^panel$' | awk 'NR == 1')
+# shellcheck source=lib/xvfb-tray.sh
+source "$(dirname "$0")/lib/xvfb-tray.sh"
 
 # Terminals are "installed" when their executable is on PATH: one folder with none, one with a
 # kitty and an Alacritty that only record that they ran (two, so that the picker shows).
