@@ -10,13 +10,11 @@ inline CommandStep step(const QString &command, double delay = 0)
 {
     return {QUuid::createUuid(), command, delay};
 }
-
 inline TabGroup group(const QString &name, const QList<CommandStep> &steps,
                       std::optional<QString> packedOverride = std::nullopt)
 {
     return {QUuid::createUuid(), name, steps, std::move(packedOverride)};
 }
-
 inline bool writeExecutable(const QString &path, const QByteArray &text)
 {
     QFile file(path);

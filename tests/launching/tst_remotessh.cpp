@@ -38,10 +38,9 @@ private Q_SLOTS:
             QStandardPaths::findExecutable(u"ssh"_s).isEmpty())
             QSKIP("OpenSSH server and client are not installed");
         QVERIFY(run(u"mkdir"_s, {u"-p"_s, u"/run/sshd"_s}));
-        for (const QString &key : {u"host_key"_s, u"client_key"_s}) {
+        for (const QString &key : {u"host_key"_s, u"client_key"_s})
             QVERIFY(run(u"ssh-keygen"_s, {u"-q"_s, u"-t"_s, u"ed25519"_s, u"-N"_s, QString(),
                                           u"-f"_s, dir.filePath(key)}));
-        }
         QVERIFY(QFile::copy(dir.filePath(u"client_key.pub"_s), dir.filePath(u"authorized_keys"_s)));
 
         QTcpServer probe; // a port that was free a moment ago; sshd says if it is taken after all

@@ -1,5 +1,4 @@
-// The runner and its parts (AppleScript driver, packed recipes, Warp file, alerts) against
-// recording doubles: exact texts, exact call order, exact waits.
+// The runner and its parts against recording doubles: exact texts, call order and waits.
 #include "AppleScriptDriver.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
@@ -28,9 +27,7 @@ namespace {
 
 const QString failed = u"Couldn’t run your commands"_s;
 const auto wait = [](double s) { return Call{u"wait"_s, {QString::number(s)}}; };
-const auto alert = [](const QString &title, const QString &text) {
-    return Call{u"alert"_s, {title, text}};
-};
+const auto alert = [](const QString &t, const QString &x) { return Call{u"alert"_s, {t, x}}; };
 const auto open = [](const QString &c) {
     return Call{u"appleScript"_s, {AppleScriptDriver::openScript(c, TA::appleTerminal)}};
 };
@@ -38,11 +35,10 @@ const auto send = [](const QString &c, int id) {
     return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
 };
 const auto kitty = [](const QString &script) {
-    return Call{
-        u"startProcess"_s,
-        u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance /bin/zsh -ilc"_s
-                .split(u' ')
-            << script + u"; exec /bin/zsh -il"_s};
+    return Call{u"startProcess"_s,
+                u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance "
+                u"/bin/zsh -ilc"_s.split(u' ')
+                    << script + u"; exec /bin/zsh -il"_s};
 };
 
 } // namespace
@@ -53,11 +49,13 @@ class TerminalRunnerTest final : public QObject {
     FakePlatform platform;
     FakeSleeper sleeper;
     QTemporaryDir support;
+    bool runningDuringAlert = false; // a second run must not start while the alert is up
 
     // The fake sleeper never suspends, so a run ends inside runAll(); its waits join the log.
     void run(TerminalRunner &runner, const AppConfig &config)
     {
         sleeper.onWait = [this](double s) { platform.calls.append(wait(s)); };
+        platform.onAlert = [&] { runningDuringAlert = runner.isRunning(); };
         QVERIFY(runner.runAll(config).isReady());
         QVERIFY(!runner.isRunning());
     }
@@ -67,10 +65,11 @@ private Q_SLOTS:
     {
         platform = FakePlatform{};
         platform.supportDirectory = support.path();
-        platform.install(u"com.apple.Terminal"_s);
-        platform.install(u"net.kovidgoyal.kitty"_s);
-        platform.install(u"dev.warp.Warp-Stable"_s);
+        for (const QString &id :
+             {u"com.apple.Terminal"_s, u"net.kovidgoyal.kitty"_s, u"dev.warp.Warp-Stable"_s})
+            platform.install(id);
         sleeper = FakeSleeper{};
+        runningDuringAlert = false;
     }
 
     void appleScriptRunTypesIntoEachWindow()
@@ -103,8 +102,6 @@ private Q_SLOTS:
         platform.scriptOutcomes = {AppleScriptResult{1}, AppleScriptResult{}, AppleScriptResult{2},
                                    AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
         TerminalRunner runner(platform, sleeper);
-        bool runningDuringAlert = false;
-        platform.onAlert = [&] { runningDuringAlert = runner.isRunning(); };
         const AppConfig config{TA::appleTerminal,
                                {group(u"1"_s, {step(u"a1"_s), step(u"a2"_s)}),
                                 group(u"2"_s, {step(u"b1"_s), step(u"b2"_s)}),
@@ -123,8 +120,6 @@ private Q_SLOTS:
     {
         platform.installed.clear();
         TerminalRunner runner(platform, sleeper);
-        bool runningDuringAlert = false;
-        platform.onAlert = [&] { runningDuringAlert = runner.isRunning(); };
         run(runner, {TA::appleTerminal, {group(u"g"_s, {step(u"ls"_s)})}});
         run(runner, {TA::kitty, {}});
         const QString pick = u"Pick a different terminal app in Edit Commands…, or install "_s;
@@ -200,44 +195,29 @@ private Q_SLOTS:
         QTRY_VERIFY(!runner.isRunning());
     }
 
-    void appleScriptTexts_data()
-    {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("expected");
-        const auto openT = [](const QString &c) {
-            return AppleScriptDriver::openScript(c, TA::appleTerminal);
-        };
-        const auto runI = [](const QString &c, int id) {
-            return AppleScriptDriver::runScript(c, id, TA::iterm2);
-        };
-        QTest::newRow("open Terminal, quotes")
-            << openT(u"echo \"hi\""_s)
-            << u"tell application \"Terminal\"\n    activate\n    do script "
-               u"\"echo \\\"hi\\\"\"\n    return id of front window\nend tell"_s;
-        QTest::newRow("open iTerm2")
-            << AppleScriptDriver::openScript(u"ls -la"_s, TA::iterm2)
-            << u"tell application id \"com.googlecode.iterm2\"\n    activate\n"
-               u"    set newWindow to (create window with default profile)\n"
-               u"    tell current session of newWindow to write text \"ls -la\"\n"
-               u"    return id of newWindow\nend tell"_s;
-        QTest::newRow("run Terminal, backslashes not doubled twice")
-            << AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, TA::appleTerminal)
-            << u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window id 7\nend tell"_s;
-        const QString iterm =
-            u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window id "_s;
-        QTest::newRow("run iTerm2, negative id, line breaks flattened")
-            << runI(u"a\nb\rc"_s, -12) << iterm + u"-12 to write text \"a b c\"\nend tell"_s;
-        QTest::newRow("tab, unicode and blanks kept; empty")
-            << runI(u" \tcafé → "_s, 0) + runI({}, 0)
-            << iterm + u"0 to write text \" \tcafé → \"\nend tell"_s + iterm +
-                   u"0 to write text \"\"\nend tell"_s;
-    }
-
     void appleScriptTexts()
     {
-        QFETCH(QString, script);
-        QFETCH(QString, expected);
-        QCOMPARE(script, expected);
+        const QString iterm = u"tell application id \"com.googlecode.iterm2\"\n"_s;
+        const QString session = iterm + u"    tell current session of window id "_s;
+        const std::pair<QString, QString> cases[] = {
+            {AppleScriptDriver::openScript(u"echo \"hi\""_s, TA::appleTerminal),
+             u"tell application \"Terminal\"\n    activate\n    do script \"echo \\\"hi\\\"\"\n"
+             u"    return id of front window\nend tell"_s},
+            {AppleScriptDriver::openScript(u"ls -la"_s, TA::iterm2),
+             iterm + u"    activate\n    set newWindow to (create window with default profile)\n"
+                     u"    tell current session of newWindow to write text \"ls -la\"\n"
+                     u"    return id of newWindow\nend tell"_s},
+            // Each backslash doubled once only.
+            {AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, TA::appleTerminal),
+             u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window "
+             u"id 7\nend tell"_s},
+            {AppleScriptDriver::runScript(u"a\nb\rc"_s, -12, TA::iterm2),
+             session + u"-12 to write text \"a b c\"\nend tell"_s},
+            {AppleScriptDriver::runScript(u" \tcafé → "_s, 0, TA::iterm2),
+             session + u"0 to write text \" \tcafé → \"\nend tell"_s},
+        };
+        for (const auto &[script, expected] : cases)
+            QCOMPARE(script, expected);
     }
 
     void appleScriptOutcomes()
@@ -257,44 +237,26 @@ private Q_SLOTS:
         QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), 0); // not a number
     }
 
-    void packedRecipes_data()
-    {
-        QTest::addColumn<TerminalApp>("terminal");
-        QTest::addColumn<QString>("shell");
-        QTest::addColumn<QString>("head");
-        QTest::addColumn<QString>("script");
-        const QString zsh = u"/bin/zsh"_s, make = u"make run"_s;
-        QTest::newRow("ghostty") << TA::ghostty << zsh
-                                 << u"/usr/bin/open -na Ghostty.app --args -e /bin/zsh -ilc"_s
-                                 << make;
-        QTest::newRow("tabby") << TA::tabby << zsh
-                               << u"/usr/bin/open -na Tabby.app --args run /bin/zsh -ilc"_s << make;
-        QTest::newRow("kitty") << TA::kitty << zsh
-                               << u"/A/k/Contents/MacOS/kitty --single-instance /bin/zsh -ilc"_s
-                               << make;
-        QTest::newRow("wezterm")
-            << TA::wezterm << zsh
-            << u"/A/w/Contents/MacOS/wezterm start --always-new-process -- /bin/zsh -ilc"_s << make;
-        QTest::newRow("alacritty, bash, odd text appended as it is")
-            << TA::alacritty << u"/bin/bash"_s
-            << u"/A/a/Contents/MacOS/alacritty -e /bin/bash -ilc"_s
-            << u"echo 'it''s' \"q\" \\\n; "_s;
-    }
-
+    // kitty's recipe is checked by the packed run above.
     void packedRecipes()
     {
-        QFETCH(TerminalApp, terminal);
-        QFETCH(QString, shell);
-        QFETCH(QString, head);
-        QFETCH(QString, script);
-        platform.shell = shell;
-        platform.install(u"net.kovidgoyal.kitty"_s, u"/A/k"_s);
         platform.install(u"com.github.wez.wezterm"_s, u"/A/w"_s);
         platform.install(u"org.alacritty"_s, u"/A/a"_s);
-        QCOMPARE(PackedWindowLauncher(platform).launchPackedWindow(script, terminal), std::nullopt);
-        const QString window = script + u"; exec "_s + shell + u" -il"_s;
-        QCOMPARE(platform.calls,
-                 (Calls{{u"startProcess"_s, head.split(u' ') + QStringList{window}}}));
+        const QString zsh = u"/bin/zsh"_s, script = u"echo 'it''s' \"q\" \\\n; "_s;
+        const std::tuple<TerminalApp, QString, QString> cases[] = {
+            {TA::ghostty, zsh, u"/usr/bin/open -na Ghostty.app --args -e"_s},
+            {TA::tabby, zsh, u"/usr/bin/open -na Tabby.app --args run"_s},
+            {TA::wezterm, zsh, u"/A/w/Contents/MacOS/wezterm start --always-new-process --"_s},
+            {TA::alacritty, u"/bin/bash"_s, u"/A/a/Contents/MacOS/alacritty -e"_s},
+        };
+        for (const auto &[terminal, shell, head] : cases) {
+            platform.calls.clear();
+            platform.shell = shell;
+            QCOMPARE(PackedWindowLauncher(platform).launchPackedWindow(script, terminal),
+                     std::nullopt);
+            const QStringList args{shell, u"-ilc"_s, script + u"; exec "_s + shell + u" -il"_s};
+            QCOMPARE(platform.calls, (Calls{{u"startProcess"_s, head.split(u' ') + args}}));
+        }
     }
 
     void packedFailures()
@@ -310,41 +272,31 @@ private Q_SLOTS:
     }
 
     // The text inside the quotes, and what a YAML reader (as Warp's is) makes of it.
-    void warpQuoting_data()
-    {
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QString>("quoted");
-        QTest::addColumn<QString>("parsed");
-        const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
-        QTest::newRow("quotes") << u"Box \"2\""_s << u"\"Box \\\"2\\\"\""_s << u"Box \"2\""_s;
-        QTest::newRow("backslash") << u"C:\\tmp"_s << u"\"C:\\\\tmp\""_s << u"C:\\tmp"_s;
-        QTest::newRow("empty") << QString() << u"\"\""_s << QString();
-        QTest::newRow("remote form")
-            << remote
-            << u"\"ssh b -t 'exec $SHELL -ilc \\\"echo \\\\\\\"hi\\\\\\\" '\\\\''x'\\\\''\\\"'\""_s
-            << remote;
-        QTest::newRow("tab, hash, colon, unicode")
-            << u"\t# x: é"_s << u"\"\t# x: é\""_s << u"\t# x: é"_s;
-        // Kept raw; a YAML reader folds a raw line break inside double quotes into a space.
-        QTest::newRow("line feed") << u"a\nb"_s << u"\"a\nb\""_s << u"a b"_s;
-    }
-
     void warpQuoting()
     {
-        QFETCH(QString, value);
-        QFETCH(QString, quoted);
-        QFETCH(QString, parsed);
-        const QString text = WarpLauncher::launchFileText({{value, value}, {u"2nd"_s, u"ls"_s}});
-        QVERIFY(text.startsWith(u"---\nname: Corvane\nwindows:\n  - tabs:\n      - title: "_s +
-                                quoted +
-                                u"\n        layout:\n          commands:\n            - exec: "_s +
-                                quoted + u"\n  - tabs:\n"_s));
-        const YAML::Node root = YAML::Load(text.toStdString());
-        QCOMPARE(root["windows"].size(), std::size_t(2));
-        const YAML::Node tab = root["windows"][0]["tabs"][0];
-        QCOMPARE(QString::fromStdString(tab["title"].as<std::string>()), parsed);
-        QCOMPARE(QString::fromStdString(tab["layout"]["commands"][0]["exec"].as<std::string>()),
-                 parsed);
+        const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
+        const std::tuple<QString, QString, QString> cases[] = {
+            {remote,
+             u"\"ssh b -t 'exec $SHELL -ilc \\\"echo \\\\\\\"hi\\\\\\\" '\\\\''x'\\\\''\\\"'\""_s,
+             remote},
+            {QString(), u"\"\""_s, QString()},
+            {u"\t# x: é"_s, u"\"\t# x: é\""_s, u"\t# x: é"_s},
+            // Kept raw; a YAML reader folds a raw line break inside double quotes into a space.
+            {u"a\nb"_s, u"\"a\nb\""_s, u"a b"_s},
+        };
+        for (const auto &[value, quoted, parsed] : cases) {
+            const QString text =
+                WarpLauncher::launchFileText({{value, value}, {u"2nd"_s, u"ls"_s}});
+            QVERIFY(text.startsWith(u"---\nname: Corvane\nwindows:\n  - tabs:\n      - title: "_s +
+                                    quoted + u"\n        layout:\n          commands:\n"_s +
+                                    u"            - exec: "_s + quoted + u"\n  - tabs:\n"_s));
+            const YAML::Node root = YAML::Load(text.toStdString());
+            QCOMPARE(root["windows"].size(), std::size_t(2));
+            const YAML::Node tab = root["windows"][0]["tabs"][0];
+            QCOMPARE(QString::fromStdString(tab["title"].as<std::string>()), parsed);
+            QCOMPARE(QString::fromStdString(tab["layout"]["commands"][0]["exec"].as<std::string>()),
+                     parsed);
+        }
     }
 
     void warpUrlAndWriteFailure()

@@ -42,10 +42,8 @@ public:
     QList<Call> callsOf(const QString &kind) const
     {
         QList<Call> result;
-        for (const Call &call : calls) {
-            if (call.kind == kind)
-                result.append(call);
-        }
+        std::copy_if(calls.begin(), calls.end(), std::back_inserter(result),
+                     [&](const Call &call) { return call.kind == kind; });
         return result;
     }
 
