@@ -1,15 +1,12 @@
 #include "ConfigStore.h"
 #include "FakePlatform.h"
-#include "FallbackWindow.h"
 #include "HeldSleeper.h"
 #include "MenuView.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
 
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QToolButton>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -40,15 +37,6 @@ struct Fixture {
         platform.install(bundleIdentifier(TerminalApp::kitty));
     }
 
-    void finishRun()
-    {
-        while (runner.isRunning()) {
-            QTRY_VERIFY(sleeper.pending == 1 || !runner.isRunning());
-            if (sleeper.pending == 1)
-                sleeper.release();
-        }
-    }
-
     QTemporaryDir dir;
     testing::FakePlatform platform;
     testing::HeldSleeper sleeper;
@@ -64,21 +52,6 @@ class TestMenuView final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void entries()
-    {
-        Fixture f;
-        QStringList titles, shortcuts;
-        for (QAction *action : f.menu.entries()) {
-            titles.append(action->isSeparator() ? u"---"_s : action->text());
-            shortcuts.append(action->shortcut().toString());
-        }
-        QCOMPARE(titles, (QStringList{u"Run Startup Commands"_s, u"Edit Commands…"_s, u"---"_s,
-                                      u"Check for Updates…"_s, u"Quit Corvane"_s}));
-        QCOMPARE(shortcuts, (QStringList{u"Ctrl+R"_s, u"Ctrl+E"_s, {}, {}, u"Ctrl+Q"_s}));
-        // Without a feed there is nothing to check.
-        QVERIFY(!f.menu.checkForUpdatesAction()->isEnabled());
-    }
-
     void runEnabledByNonBlankCommands_data()
     {
         QTest::addColumn<Groups>("commands");
@@ -104,16 +77,13 @@ private Q_SLOTS:
         f.store.setConfig(
             kittyConfig(commands, withOverrides ? u"ssh box"_s : std::optional<QString>()));
         QCOMPARE(f.menu.runAction()->isEnabled(), enabled);
-        QCOMPARE(f.menu.runAction()->text(), u"Run Startup Commands"_s);
     }
 
-    void runFollowsTheStoreAndTheRunner()
+    void runningDisablesTheEntry()
     {
         Fixture f;
         QAction *run = f.menu.runAction();
         f.store.setConfig(kittyConfig({{u"echo first"_s}, {u"echo second"_s}}));
-        QVERIFY(run->isEnabled());
-
         run->trigger();
         QTRY_COMPARE(f.sleeper.pending, 1); // first window started, waiting before the second
         QCOMPARE(run->text(), u"Running…"_s);
@@ -124,32 +94,15 @@ private Q_SLOTS:
         f.store.setConfig(edited);
         QVERIFY(!run->isEnabled());
 
-        f.finishRun();
+        while (f.runner.isRunning()) { // released wait by wait
+            QTRY_VERIFY(f.sleeper.pending == 1 || !f.runner.isRunning());
+            f.sleeper.release();
+        }
         QCOMPARE(run->text(), u"Run Startup Commands"_s);
         QVERIFY(run->isEnabled());
         const auto calls = f.platform.callsOf(u"startProcess"_s);
         QCOMPARE(calls.size(), 2);
         QVERIFY(calls[1].values.join(u' ').contains(u"echo second"_s));
-    }
-
-    void shortcutsInTheFallbackWindow()
-    {
-        Fixture f;
-        FallbackWindow window(f.menu.entries());
-        window.show();
-        window.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier); // disabled: nothing to run
-        QVERIFY(!f.runner.isRunning());
-        f.store.setConfig(kittyConfig({{u"echo one"_s}, {u"echo two"_s}}));
-        QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier);
-        QVERIFY(f.runner.isRunning());
-        QCOMPARE(window.findChild<QToolButton *>(u"runActionButton"_s)->text(), u"Running…"_s);
-        f.finishRun();
-
-        QSignalSpy edit(&f.menu, &MenuView::editRequested);
-        QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
-        QCOMPARE(edit.size(), 1);
     }
 };
 
