@@ -103,9 +103,9 @@ QCoro::Task<bool> BootTimeSleeper::sleepFor(std::chrono::nanoseconds duration)
         co_return true;
 
     const FileDescriptor timer(::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC));
-    itimerspec spec{};
-    spec.it_value = toTimespec(duration);
-    if (timer.get() < 0 || ::timerfd_settime(timer.get(), 0, &spec, nullptr) != 0) {
+    itimerspec expiry{};
+    expiry.it_value = toTimespec(duration);
+    if (timer.get() < 0 || ::timerfd_settime(timer.get(), 0, &expiry, nullptr) != 0) {
         co_await preciseTimerWait(duration);
         co_return true;
     }
