@@ -20,8 +20,6 @@ public:
     // True when this process is the one to run; false when another one took the request.
     bool claim();
 
-    QString serverName() const { return m_name; }
-
 Q_SIGNALS:
     void activationRequested();
 
