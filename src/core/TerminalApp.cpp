@@ -1,64 +1,45 @@
 #include "TerminalApp.h"
 
+#include "TerminalTable.h"
+
 namespace corvane {
-
-namespace {
-
-struct TerminalInfo {
-    const char16_t *rawValue;
-    const char16_t *displayName;
-    const char16_t *bundleIdentifier;
-    TerminalLaunchStyle launchStyle;
-};
-
-// Indexed by TerminalApp; the order is the order of allTerminalApps.
-constexpr TerminalInfo terminalInfo[] = {
-    {u"appleTerminal", u"Terminal (macOS built-in)", u"com.apple.Terminal",
-     TerminalLaunchStyle::appleScript},
-    {u"iterm2", u"iTerm2", u"com.googlecode.iterm2", TerminalLaunchStyle::appleScript},
-    {u"ghostty", u"Ghostty", u"com.mitchellh.ghostty", TerminalLaunchStyle::packedScript},
-    {u"warp", u"Warp", u"dev.warp.Warp-Stable", TerminalLaunchStyle::warpLaunchConfiguration},
-    {u"kitty", u"kitty", u"net.kovidgoyal.kitty", TerminalLaunchStyle::packedScript},
-    {u"wezterm", u"WezTerm", u"com.github.wez.wezterm", TerminalLaunchStyle::packedScript},
-    {u"alacritty", u"Alacritty", u"org.alacritty", TerminalLaunchStyle::packedScript},
-    {u"tabby", u"Tabby", u"org.tabby", TerminalLaunchStyle::packedScript},
-};
-static_assert(std::size(terminalInfo) == allTerminalApps.size());
-
-const TerminalInfo &info(TerminalApp app)
-{
-    return terminalInfo[static_cast<std::size_t>(app)];
-}
-
-} // namespace
 
 QString rawValue(TerminalApp app)
 {
-    return QString::fromUtf16(info(app).rawValue);
+    return qview(traits(app).rawValue).toString();
 }
 
 std::optional<TerminalApp> terminalAppFromRawValue(const QString &text)
 {
-    for (TerminalApp app : allTerminalApps) {
-        if (text == QStringView(info(app).rawValue))
-            return app;
+    for (const TerminalTraits &row : terminalTable) {
+        if (text == qview(row.rawValue))
+            return row.app;
+    }
+    return std::nullopt;
+}
+
+std::optional<TerminalApp> terminalAppFromBundleIdentifier(QStringView bundleIdentifier)
+{
+    for (const TerminalTraits &row : terminalTable) {
+        if (bundleIdentifier == qview(row.bundleIdentifier))
+            return row.app;
     }
     return std::nullopt;
 }
 
 QString displayName(TerminalApp app)
 {
-    return QString::fromUtf16(info(app).displayName);
+    return qview(traits(app).displayName).toString();
 }
 
 QString bundleIdentifier(TerminalApp app)
 {
-    return QString::fromUtf16(info(app).bundleIdentifier);
+    return qview(traits(app).bundleIdentifier).toString();
 }
 
 TerminalLaunchStyle launchStyle(TerminalApp app)
 {
-    return info(app).launchStyle;
+    return traits(app).launchStyle;
 }
 
 bool combinesCommands(TerminalApp app)

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <array>
+#include <cstddef>
 #include <optional>
 
 namespace corvane {
@@ -15,13 +16,38 @@ enum class TerminalLaunchStyle {
     warpLaunchConfiguration, // one launch file holding every window
 };
 
-// The supported terminal applications, in the order they are offered and looked for.
-enum class TerminalApp { appleTerminal, iterm2, ghostty, warp, kitty, wezterm, alacritty, tabby };
-
-inline constexpr std::array<TerminalApp, 8> allTerminalApps{
-    TerminalApp::appleTerminal, TerminalApp::iterm2,  TerminalApp::ghostty,   TerminalApp::warp,
-    TerminalApp::kitty,         TerminalApp::wezterm, TerminalApp::alacritty, TerminalApp::tabby,
+// The supported terminal applications, in the order they are offered and looked for. Everything
+// known about each one is a row of terminalTable (TerminalTable.h): a new case is appended here
+// and gets its row there, and the compiler checks that the two agree.
+enum class TerminalApp {
+    appleTerminal,
+    iterm2,
+    ghostty,
+    warp,
+    kitty,
+    wezterm,
+    alacritty,
+    tabby,
+    // The terminals of Linux desktops.
+    gnomeTerminal,
+    konsole,
+    xfce4Terminal,
+    mateTerminal,
+    tilix,
+    terminator,
+    xterm,
+    foot,
 };
+
+// Counted from the last case above; keep it naming the last one.
+inline constexpr std::size_t terminalAppCount = static_cast<std::size_t>(TerminalApp::foot) + 1;
+
+inline constexpr std::array<TerminalApp, terminalAppCount> allTerminalApps = [] {
+    std::array<TerminalApp, terminalAppCount> apps{};
+    for (std::size_t i = 0; i < apps.size(); ++i)
+        apps[i] = static_cast<TerminalApp>(i);
+    return apps;
+}();
 
 // The stored form of the case, as written in config.json ("iterm2", "appleTerminal", ...).
 QString rawValue(TerminalApp app);

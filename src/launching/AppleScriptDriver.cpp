@@ -1,6 +1,7 @@
 #include "AppleScriptDriver.h"
 
 #include "Platform.h"
+#include "TerminalTable.h"
 
 namespace corvane {
 
@@ -8,11 +9,34 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void requireScriptable(TerminalApp terminal)
+const TerminalTraits &scriptable(TerminalApp terminal)
 {
-    if (launchStyle(terminal) != TerminalLaunchStyle::appleScript)
+    const TerminalTraits &row = traits(terminal);
+    if (row.launchStyle != TerminalLaunchStyle::appleScript)
         qFatal("%s windows are launched via launchPackedWindow",
                qUtf8Printable(displayName(terminal)));
+    return row;
+}
+
+// The template with its slots filled. The template is walked, not searched and replaced, so a
+// command that happens to contain a slot's text is inserted as it is.
+QString fill(std::u16string_view script, const QString &literal, const QString &windowId)
+{
+    QString text;
+    text.reserve(qsizetype(script.size()) + literal.size());
+    while (!script.empty()) {
+        if (script.starts_with(scriptCommandSlot)) {
+            text += literal;
+            script.remove_prefix(scriptCommandSlot.size());
+        } else if (script.starts_with(scriptWindowSlot)) {
+            text += windowId;
+            script.remove_prefix(scriptWindowSlot.size());
+        } else {
+            text += QChar(script.front());
+            script.remove_prefix(1);
+        }
+    }
+    return text;
 }
 
 } // namespace
@@ -34,29 +58,13 @@ QString AppleScriptDriver::literal(const QString &command)
 
 QString AppleScriptDriver::openScript(const QString &command, TerminalApp terminal)
 {
-    requireScriptable(terminal);
-    if (terminal == TerminalApp::appleTerminal) {
-        return u"tell application \"Terminal\"\n    activate\n    do script "_s + literal(command) +
-               u"\n    return id of front window\nend tell"_s;
-    }
-    return u"tell application id \"com.googlecode.iterm2\"\n    activate\n    set newWindow to "
-           u"(create window with default profile)\n    tell current session of newWindow to "
-           u"write text "_s +
-           literal(command) + u"\n    return id of newWindow\nend tell"_s;
+    return fill(scriptable(terminal).openScript, literal(command), {});
 }
 
 QString AppleScriptDriver::runScript(const QString &command, std::int64_t windowId,
                                      TerminalApp terminal)
 {
-    requireScriptable(terminal);
-    const QString id = QString::number(windowId);
-    if (terminal == TerminalApp::appleTerminal) {
-        return u"tell application \"Terminal\"\n    do script "_s + literal(command) +
-               u" in tab 1 of window id "_s + id + u"\nend tell"_s;
-    }
-    return u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window "
-           u"id "_s +
-           id + u" to write text "_s + literal(command) + u"\nend tell"_s;
+    return fill(scriptable(terminal).runScript, literal(command), QString::number(windowId));
 }
 
 std::variant<std::int64_t, ScriptError> AppleScriptDriver::openWindowAndRun(const QString &command,

@@ -84,6 +84,8 @@ QCoro::Task<Ending> runPackedGroups(const AppConfig &config, Platform &platform,
         // Gives each terminal time to put up its window before the next one is asked for.
         if (!co_await sleeper.sleepFor(packedWindowPause))
             co_return Cancelled{};
+        if (auto error = launcher.failureRightAfterStart(config.terminalApp))
+            co_return std::move(*error);
     }
     co_return Completed{};
 }

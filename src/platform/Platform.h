@@ -18,6 +18,14 @@ struct ProcessCommand {
     friend bool operator==(const ProcessCommand &, const ProcessCommand &) = default;
 };
 
+// How a started process ended: its exit status, or the signal that stopped it.
+struct ProcessEnd {
+    enum class Kind { exited, signalled };
+    Kind kind = Kind::exited;
+    int code = 0;
+    friend bool operator==(const ProcessEnd &, const ProcessEnd &) = default;
+};
+
 // What running an AppleScript gave: its result read as a 32-bit integer (0 when the result is
 // not a number), or the error number and message the system reported (either may be missing).
 struct AppleScriptResult {
@@ -58,11 +66,22 @@ public:
     // reason when the process cannot be started.
     virtual std::optional<QString> startProcess(const ProcessCommand &command) = 0;
 
+    // How the process that startProcess started last has ended, or nothing while it runs.
+    virtual std::optional<ProcessEnd> endOfLastStarted() = 0;
+
     // Hands a URL to the application registered for its scheme; whether one took it is not known.
     virtual void openUrl(const QUrl &url) = 0;
 
     // Compiles and runs one AppleScript source text, blocking until it is done.
     virtual AppleScriptOutcome executeAppleScript(const QString &source) = 0;
+
+    // Whether Terminal and iTerm2, the terminals typed into command by command, can exist here
+    // (macOS). Where they cannot, the editor keeps every group's steps editable.
+    virtual bool canTypeIntoTerminals() const = 0;
+
+    // Bundle identifiers of the terminals this desktop prefers, most preferred first (on Linux,
+    // the one $TERMINAL names, then Debian's x-terminal-emulator). They may not be installed.
+    virtual QStringList preferredTerminals() const = 0;
 
     // The shell that runs a packed window's command (`<shell> -ilc <command>`).
     virtual QString windowShell() const = 0;

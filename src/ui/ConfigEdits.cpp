@@ -1,6 +1,7 @@
 #include "ConfigEdits.h"
 
 #include "Platform.h"
+#include "TerminalTable.h"
 #include "Whitespace.h"
 
 #include <algorithm>
@@ -92,12 +93,30 @@ QList<TerminalApp> installedTerminals(const Platform &platform)
     return result;
 }
 
+QList<TerminalApp> fallbackCandidates(const Platform &platform)
+{
+    QList<TerminalApp> candidates;
+    if (platform.canTypeIntoTerminals())
+        return candidates;
+    for (const QString &id : platform.preferredTerminals()) {
+        if (const auto app = terminalAppFromBundleIdentifier(id))
+            candidates.append(*app);
+    }
+    candidates.append(QList<TerminalApp>(allTerminalApps.begin(), allTerminalApps.end()));
+    return candidates;
+}
+
 std::optional<TerminalApp> replacementTerminal(TerminalApp current,
-                                               const QList<TerminalApp> &installed)
+                                               const QList<TerminalApp> &installed,
+                                               const QList<TerminalApp> &candidates)
 {
     if (installed.contains(current))
         return std::nullopt;
-    return installed.isEmpty() ? TerminalApp::appleTerminal : installed.first();
+    for (TerminalApp candidate : candidates) {
+        if (installed.contains(candidate))
+            return candidate;
+    }
+    return TerminalApp::appleTerminal;
 }
 
 } // namespace corvane::edits

@@ -23,14 +23,18 @@ namespace corvane {
 
 namespace {
 
-QString noticeText(TerminalApp app)
+// Where Terminal and iTerm2 do not exist, the last sentence would send the user nowhere.
+QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
 {
-    return displayName(app) +
-           QStringLiteral(" can’t be typed into one command at a time, so Corvane automatically "
-                          "combines each window’s commands into a single command, shown below. If "
-                          "a window’s first command opens an SSH session, the rest run on the "
-                          "remote in your login shell. Your line-by-line commands are kept — "
-                          "switch back to Terminal or iTerm2 to edit them.");
+    QString text = displayName(app) +
+                   QStringLiteral(" can’t be typed into one command at a time, so Corvane "
+                                  "automatically combines each window’s commands into a single "
+                                  "command, shown below. If a window’s first command opens an SSH "
+                                  "session, the rest run on the remote in your login shell.");
+    if (canTypeIntoTerminals)
+        text += QStringLiteral(" Your line-by-line commands are kept — switch back to Terminal or "
+                               "iTerm2 to edit them.");
+    return text;
 }
 
 // The window colour with the mint laid over it, since a top-level background cannot be
@@ -171,6 +175,7 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
         m_store.setConfig(config);
     });
 
+    m_installed = edits::installedTerminals(m_platform);
     sync();
 }
 
@@ -186,13 +191,15 @@ void EditorView::showEvent(QShowEvent *event)
     if (event->spontaneous())
         return;
     m_saving = true;
+    // Looked up once per opening: a lookup walks PATH for every terminal, too slow per keystroke.
+    m_installed = edits::installedTerminals(m_platform);
     sync();
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
     if (const QList<GroupEditor *> cards = m_cards.ordered(); !cards.isEmpty())
         cards.first()->focusName();
-    const auto replacement = edits::replacementTerminal(m_store.config().terminalApp,
-                                                        edits::installedTerminals(m_platform));
+    const auto replacement = edits::replacementTerminal(m_store.config().terminalApp, m_installed,
+                                                        edits::fallbackCandidates(m_platform));
     if (replacement) {
         AppConfig config = m_store.config();
         config.terminalApp = *replacement;
@@ -217,12 +224,12 @@ void EditorView::onConfigChanged()
 void EditorView::sync()
 {
     const AppConfig &config = m_store.config();
-    syncPicker(edits::installedTerminals(m_platform), config.terminalApp);
+    syncPicker(m_installed, config.terminalApp);
 
     const bool combines = combinesCommands(config.terminalApp);
     m_notice->setVisible(combines);
     if (combines)
-        m_notice->setText(noticeText(config.terminalApp));
+        m_notice->setText(noticeText(config.terminalApp, m_platform.canTypeIntoTerminals()));
 
     syncCards();
 }
@@ -270,6 +277,7 @@ void EditorView::syncCards()
 GroupEditor *EditorView::makeCard(const QUuid &id)
 {
     auto *card = new GroupEditor(id);
+    card->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
     const auto apply = [this](const std::function<void(AppConfig &)> &edit) {
         AppConfig config = m_store.config();
         edit(config);

@@ -51,6 +51,7 @@ private:
     QWidget *m_pickerRow;
     QComboBox *m_picker;
     QList<TerminalApp> m_pickerEntries;
+    QList<TerminalApp> m_installed; // as found when the window was last opened
     QLabel *m_notice;
     QVBoxLayout *m_cardsLayout;
     QToolButton *m_addWindow = nullptr;

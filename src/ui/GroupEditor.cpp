@@ -146,6 +146,11 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     m_customBody->hide();
 }
 
+void GroupEditor::setStepsAlwaysShown(bool shown)
+{
+    m_stepsAlwaysShown = shown;
+}
+
 void GroupEditor::focusName()
 {
     m_name->setFocus(Qt::OtherFocusReason);
@@ -177,9 +182,11 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
     else
         m_state = group.packedOverride ? State::custom : State::preview;
 
+    const bool showSteps = m_state == State::steps || m_stepsAlwaysShown;
+    if (showSteps)
+        syncRows();
     switch (m_state) {
     case State::steps:
-        syncRows();
         break;
     case State::preview:
         m_previewText->setText(packedPreview->isEmpty() ? QStringLiteral("(no commands yet)")
@@ -191,7 +198,7 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
             m_custom->setPlainText(*group.packedOverride);
         break;
     }
-    m_stepsBody->setVisible(m_state == State::steps);
+    m_stepsBody->setVisible(showSteps);
     m_previewBody->setVisible(m_state == State::preview);
     m_customBody->setVisible(m_state == State::custom);
     m_updating = false;

@@ -31,6 +31,10 @@ public:
 
     QUuid groupId() const { return m_groupId; }
     State state() const { return m_state; }
+    // Keeps the step rows above the preview or the custom command, for systems where no
+    // terminal is typed into command by command and the steps could not be edited otherwise.
+    // Takes effect at the next update().
+    void setStepsAlwaysShown(bool shown);
     // `packedPreview` is present only while the chosen terminal combines commands.
     void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
 
@@ -58,6 +62,7 @@ private:
     std::optional<QString> m_preview;
     State m_state = State::steps;
     bool m_updating = false;
+    bool m_stepsAlwaysShown = false;
 
     QLineEdit *m_name;
     QToolButton *m_delete;

@@ -42,7 +42,8 @@ private Q_SLOTS:
             QCOMPARE(launchStyle(app) == TerminalLaunchStyle::appleScript, typedInto);
         }
         QCOMPARE(listed.join(u' '),
-                 u"appleTerminal iterm2 ghostty warp kitty wezterm alacritty tabby"_s);
+                 u"appleTerminal iterm2 ghostty warp kitty wezterm alacritty tabby "
+                 u"gnomeTerminal konsole xfce4Terminal mateTerminal tilix terminator xterm foot"_s);
         QCOMPARE(launchStyle(TerminalApp::warp), TerminalLaunchStyle::warpLaunchConfiguration);
 
         for (TerminalApp app : allTerminalApps)

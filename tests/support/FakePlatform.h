@@ -31,6 +31,9 @@ public:
     QHash<QString, QString> installed; // bundle identifier -> location
     QString shell = u"/bin/zsh"_s;
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
+    QHash<int, ProcessEnd> earlyEnds;         // the n-th started process has ended so
+    bool typesIntoTerminals = true;           // macOS unless a test says otherwise
+    QStringList preferred;                    // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
     std::function<void()> onAlert;            // runs while the alert is "on screen"
     QList<Call> calls;
@@ -67,6 +70,13 @@ public:
         const int index = m_starts++;
         return startFailures.contains(index) ? std::optional(startFailures[index]) : std::nullopt;
     }
+    std::optional<ProcessEnd> endOfLastStarted() override
+    {
+        return earlyEnds.contains(m_starts - 1) ? std::optional(earlyEnds[m_starts - 1])
+                                                : std::nullopt;
+    }
+    bool canTypeIntoTerminals() const override { return typesIntoTerminals; }
+    QStringList preferredTerminals() const override { return preferred; }
     void openUrl(const QUrl &url) override
     {
         calls.append({u"openUrl"_s, {url.toString(QUrl::FullyEncoded)}});

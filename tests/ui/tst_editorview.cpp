@@ -43,11 +43,14 @@ TabGroup group(const QString &name, const QStringList &commands, double delay = 
 // An editor shown over a fresh store, with the given terminals installed.
 struct Fixture {
     Fixture(const QList<TabGroup> &groups, TerminalApp terminal = TerminalApp::appleTerminal,
-            const Terminals &installed = {TerminalApp::appleTerminal})
+            const Terminals &installed = {TerminalApp::appleTerminal},
+            const std::function<void(testing::FakePlatform &)> &configure = {})
         : store(dir.path())
     {
         for (TerminalApp app : installed)
             platform.install(bundleIdentifier(app));
+        if (configure)
+            configure(platform);
         store.setConfig(AppConfig{terminal, groups});
         editor = std::make_unique<EditorView>(store, platform);
         editor->show();
@@ -105,21 +108,38 @@ private Q_SLOTS:
     void terminalCheckOnAppearance_data()
     {
         using enum TerminalApp;
+        QTest::addColumn<bool>("macOS");
+        QTest::addColumn<Terminals>("preferred"); // by the desktop, most preferred first
         QTest::addColumn<Terminals>("installed");
         QTest::addColumn<TerminalApp>("configured");
         QTest::addColumn<TerminalApp>("expected");
-        QTest::newRow("installed stays") << Terminals{kitty, alacritty} << alacritty << alacritty;
-        QTest::newRow("first installed") << Terminals{alacritty, ghostty} << kitty << ghostty;
-        QTest::newRow("only one") << Terminals{kitty} << appleTerminal << kitty;
-        QTest::newRow("none") << Terminals{} << wezterm << appleTerminal;
+        QTest::newRow("installed stays")
+            << false << Terminals{} << Terminals{kitty, alacritty} << alacritty << alacritty;
+        QTest::newRow("first installed")
+            << false << Terminals{} << Terminals{alacritty, ghostty} << kitty << ghostty;
+        QTest::newRow("only one") << false << Terminals{} << Terminals{kitty} << appleTerminal
+                                  << kitty;
+        QTest::newRow("desktop's own")
+            << false << Terminals{foot, konsole, xterm} << Terminals{kitty, xterm, konsole}
+            << appleTerminal << konsole;
+        QTest::newRow("none") << false << Terminals{xterm} << Terminals{} << wezterm
+                              << appleTerminal;
+        QTest::newRow("macOS: Terminal")
+            << true << Terminals{} << Terminals{iterm2, kitty} << wezterm << appleTerminal;
     }
 
     void terminalCheckOnAppearance()
     {
+        QFETCH(bool, macOS);
+        QFETCH(Terminals, preferred);
         QFETCH(Terminals, installed);
         QFETCH(TerminalApp, configured);
         QFETCH(TerminalApp, expected);
-        Fixture f({group(u"W"_s, {u""_s})}, configured, installed);
+        Fixture f({group(u"W"_s, {u""_s})}, configured, installed, [&](auto &platform) {
+            platform.typesIntoTerminals = macOS;
+            for (TerminalApp app : preferred)
+                platform.preferred.append(bundleIdentifier(app));
+        });
         QCOMPARE(f.store.config().terminalApp, expected);
         QCOMPARE(f.file().contains(u"\"%1\""_s.arg(rawValue(expected)).toUtf8()),
                  configured != expected);

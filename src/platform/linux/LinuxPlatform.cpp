@@ -1,13 +1,17 @@
 #include "LinuxPlatform.h"
 
+#include "TerminalTable.h"
+
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QSocketNotifier>
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -23,28 +27,49 @@ namespace corvane {
 
 namespace {
 
-struct KnownExecutable {
-    QStringView bundleIdentifier;
-    QStringView executable;
+std::optional<ProcessEnd> endFromStatus(int status)
+{
+    if (WIFEXITED(status))
+        return ProcessEnd{ProcessEnd::Kind::exited, WEXITSTATUS(status)};
+    if (WIFSIGNALED(status))
+        return ProcessEnd{ProcessEnd::Kind::signalled, WTERMSIG(status)};
+    return std::nullopt;
+}
+
+} // namespace
+
+// The process started last and, once it has been reaped, how it ended. Shared with the reaper,
+// which may outlive the platform.
+struct LinuxPlatform::LastStart {
+    std::mutex mutex;
+    pid_t pid = 0;
+    std::optional<ProcessEnd> end;
+
+    void record(pid_t reaped, int status)
+    {
+        const std::lock_guard lock(mutex);
+        if (reaped == pid)
+            end = endFromStatus(status);
+    }
 };
 
-// Terminal and iTerm2 have no Linux build, so they are deliberately absent: never installed.
-constexpr KnownExecutable knownExecutables[] = {
-    {u"com.mitchellh.ghostty", u"ghostty"}, {u"dev.warp.Warp-Stable", u"warp-terminal"},
-    {u"net.kovidgoyal.kitty", u"kitty"},    {u"com.github.wez.wezterm", u"wezterm"},
-    {u"org.alacritty", u"alacritty"},       {u"org.tabby", u"tabby"},
-};
+namespace {
 
 // Collects the exit status of a started terminal once it ends, so that it never lingers as a
-// zombie; its status itself is not looked at. A pidfd lets the event loop notice the exit.
-void reapWhenExited(pid_t pid)
+// zombie, and keeps it if it is still the last one started. A pidfd lets the event loop notice
+// the exit.
+void reapWhenExited(pid_t pid, std::shared_ptr<LinuxPlatform::LastStart> last)
 {
     const int pidFd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
     if (pidFd < 0) {
         // Kernels before 5.3 have no pidfd: a thread of its own waits instead.
-        std::thread([pid] {
-            while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        std::thread([pid, last] {
+            int status = 0;
+            pid_t reaped = 0;
+            while ((reaped = ::waitpid(pid, &status, 0)) < 0 && errno == EINTR) {
             }
+            if (reaped == pid)
+                last->record(pid, status);
         }).detach();
         return;
     }
@@ -52,9 +77,11 @@ void reapWhenExited(pid_t pid)
     // when it quits.
     auto *notifier =
         new QSocketNotifier(pidFd, QSocketNotifier::Read, QCoreApplication::instance());
-    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, pid, pidFd] {
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, pid, pidFd, last] {
         notifier->setEnabled(false);
-        ::waitpid(pid, nullptr, WNOHANG);
+        int status = 0;
+        if (::waitpid(pid, &status, WNOHANG) == pid)
+            last->record(pid, status);
         ::close(pidFd);
         notifier->deleteLater();
     });
@@ -65,7 +92,8 @@ void reapWhenExited(pid_t pid)
 // Corvane's own parent ignored (SIGHUP under nohup, SIGPIPE) must not stay ignored in the user's
 // shells. posix_spawn shares our memory until exec instead of copying it, and reports a failed
 // exec as its result.
-int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments)
+int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments,
+                  const std::shared_ptr<LinuxPlatform::LastStart> &last)
 {
     std::vector<char *> argv;
     argv.reserve(static_cast<size_t>(arguments.size()) + 1);
@@ -87,20 +115,30 @@ int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments)
     const int error =
         ::posix_spawn(&pid, path.constData(), nullptr, &attributes, argv.data(), environ);
     ::posix_spawnattr_destroy(&attributes);
-    if (error == 0)
-        reapWhenExited(pid);
+    if (error == 0) {
+        {
+            const std::lock_guard lock(last->mutex);
+            last->pid = pid;
+            last->end.reset();
+        }
+        reapWhenExited(pid, last);
+    }
     return error;
 }
 
 } // namespace
 
+LinuxPlatform::LinuxPlatform() : m_lastStart(std::make_shared<LastStart>())
+{
+}
+
+LinuxPlatform::~LinuxPlatform() = default;
+
 QString LinuxPlatform::executableName(const QString &bundleIdentifier)
 {
-    for (const KnownExecutable &known : knownExecutables) {
-        if (known.bundleIdentifier == bundleIdentifier)
-            return known.executable.toString();
-    }
-    return {};
+    // Terminal and iTerm2 have no Linux build: they have no executable and are never installed.
+    const auto app = terminalAppFromBundleIdentifier(bundleIdentifier);
+    return app ? qview(traits(*app).linuxExecutable).toString() : QString();
 }
 
 QString LinuxPlatform::applicationSupportDirectory() const
@@ -154,10 +192,58 @@ std::optional<QString> LinuxPlatform::startProcess(const ProcessCommand &command
     for (const QString &argument : command.arguments)
         arguments.append(argument.toUtf8());
 
-    const int error = spawnDetached(QFile::encodeName(path), arguments);
+    const int error = spawnDetached(QFile::encodeName(path), arguments, m_lastStart);
     if (error != 0)
         return qt_error_string(error);
     return std::nullopt;
+}
+
+std::optional<ProcessEnd> LinuxPlatform::endOfLastStarted()
+{
+    const std::lock_guard lock(m_lastStart->mutex);
+    if (m_lastStart->end || m_lastStart->pid <= 0)
+        return m_lastStart->end;
+    // The event loop may not have run the reaper yet: look without reaping, so that the reaper
+    // stays the only one to collect the child.
+    siginfo_t info{};
+    if (::waitid(P_PID, id_t(m_lastStart->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        info.si_pid != m_lastStart->pid)
+        return std::nullopt;
+    if (info.si_code == CLD_EXITED)
+        return ProcessEnd{ProcessEnd::Kind::exited, info.si_status};
+    return ProcessEnd{ProcessEnd::Kind::signalled, info.si_status};
+}
+
+bool LinuxPlatform::canTypeIntoTerminals() const
+{
+    return false;
+}
+
+QStringList LinuxPlatform::preferredTerminals() const
+{
+    QStringList preferred;
+    const auto add = [&](const QString &executablePath) {
+        // Debian's alternatives point at wrappers such as gnome-terminal.wrapper.
+        QString name = QFileInfo(executablePath).fileName();
+        if (name.endsWith(u".wrapper"))
+            name.chop(8);
+        for (const TerminalTraits &row : terminalTable) {
+            if (!row.linuxExecutable.empty() && name == qview(row.linuxExecutable)) {
+                const QString id = qview(row.bundleIdentifier).toString();
+                if (!preferred.contains(id))
+                    preferred.append(id);
+            }
+        }
+    };
+    // $TERMINAL may carry arguments ("kitty -1"); its first word names the program.
+    const QString terminal = qEnvironmentVariable("TERMINAL").trimmed();
+    if (!terminal.isEmpty())
+        add(terminal.section(u' ', 0, 0));
+    if (const QString alternative =
+            QStandardPaths::findExecutable(QStringLiteral("x-terminal-emulator"));
+        !alternative.isEmpty())
+        add(QFileInfo(alternative).canonicalFilePath());
+    return preferred;
 }
 
 void LinuxPlatform::openUrl(const QUrl &url)

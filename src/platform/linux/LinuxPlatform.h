@@ -2,13 +2,19 @@
 
 #include "Platform.h"
 
+#include <memory>
+
 namespace corvane {
 
 // Linux: terminals are executables on PATH, processes are spawned detached, alerts are
 // QMessageBoxes and URLs go through QDesktopServices (xdg-open). There is no AppleScript.
 class LinuxPlatform final : public Platform {
 public:
-    LinuxPlatform() = default;
+    LinuxPlatform();
+    ~LinuxPlatform() override;
+    Q_DISABLE_COPY_MOVE(LinuxPlatform)
+
+    struct LastStart;
 
     // The executable that stands for the application with this bundle identifier ("kitty" for
     // net.kovidgoyal.kitty), or an empty text for applications that do not exist on Linux.
@@ -21,10 +27,16 @@ public:
     ProcessCommand openCommand(const QString &bundleIdentifier,
                                const QStringList &openArguments) const override;
     std::optional<QString> startProcess(const ProcessCommand &command) override;
+    std::optional<ProcessEnd> endOfLastStarted() override;
     void openUrl(const QUrl &url) override;
     AppleScriptOutcome executeAppleScript(const QString &source) override;
+    bool canTypeIntoTerminals() const override;
+    QStringList preferredTerminals() const override;
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
+
+private:
+    std::shared_ptr<LastStart> m_lastStart;
 };
 
 } // namespace corvane
