@@ -162,10 +162,44 @@ std::optional<QByteArray> ConfigCodec::encode(const AppConfig &config)
     return writer.take();
 }
 
+namespace {
+
+// Qt's parser drops a raw U+FEFF (EF BB BF) at the start of every string value, taking it for a
+// byte-order mark, though it keeps an escaped one. Escaping the raw ones inside strings keeps a
+// name or command that begins with one; a mark before the document stays as it is.
+QByteArray escapeByteOrderMarks(const QByteArray &bytes)
+{
+    static constexpr char mark[] = "\xEF\xBB\xBF";
+    if (!bytes.contains(mark))
+        return bytes;
+    QByteArray escaped;
+    escaped.reserve(bytes.size() + 16);
+    bool inString = false;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const char c = bytes[i];
+        if (inString && c == '\\' && i + 1 < bytes.size()) {
+            escaped += c;
+            escaped += bytes[++i];
+            continue;
+        }
+        if (c == '"')
+            inString = !inString;
+        if (inString && bytes.sliced(i).startsWith(mark)) {
+            escaped += "\\ufeff";
+            i += 2;
+            continue;
+        }
+        escaped += c;
+    }
+    return escaped;
+}
+
+} // namespace
+
 std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
 {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(escapeByteOrderMarks(bytes), &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return std::nullopt;
     const QJsonObject root = document.object();

@@ -3,6 +3,7 @@
 #include "BrandColors.h"
 #include "CommandRow.h"
 #include "ConfigEdits.h"
+#include "ShownTextEdit.h"
 #include "UiKit.h"
 
 #include <QHBoxLayout>
@@ -134,8 +135,13 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
         fitCustomHeight();
         if (m_updating)
             return;
-        // Kept exactly as typed; an emptied field is still a (blank) custom command.
-        const QString text = m_custom->toPlainText();
+        // Kept exactly as typed, and only the typed part changes: the document shows line breaks
+        // and a few other characters in its own way. An emptied field is still a (blank) custom
+        // command.
+        const QString shown = m_custom->document()->toRawText();
+        const QString text = applyShownEdit(m_customText, m_customShown, shown);
+        m_customText = text;
+        m_customShown = shown;
         editGroup([&](TabGroup &g) { g.packedOverride = text; });
     });
 
@@ -194,8 +200,11 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
         m_makeCustom->setEnabled(!packedPreview->isEmpty());
         break;
     case State::custom:
-        if (m_custom->toPlainText() != *group.packedOverride)
+        if (m_customText != *group.packedOverride || m_customShown.isNull()) {
             m_custom->setPlainText(*group.packedOverride);
+            m_customText = *group.packedOverride;
+            m_customShown = m_custom->document()->toRawText();
+        }
         break;
     }
     m_stepsBody->setVisible(showSteps);

@@ -78,6 +78,9 @@ private:
 
     QWidget *m_customBody;
     QPlainTextEdit *m_custom;
+    // The custom command the field was last given or produced, and how the field showed it.
+    QString m_customText;
+    QString m_customShown;
 
     // The tab stops before and after the step rows.
     QList<QWidget *> m_headStops;

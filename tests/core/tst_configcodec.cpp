@@ -90,6 +90,18 @@ private Q_SLOTS:
         row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
             "!packedOverride");
         row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
+        // Qt's parser alone drops a raw U+FEFF that starts a string; escaped ones it keeps.
+        row("mark starts a name", doc("\"n\"", "\"\xEF\xBB\xBFn\""), u"appleTerminal \uFEFFn 1"_s,
+            "\"name\" : \"\xEF\xBB\xBFn\"");
+        row("mark after an escaped backslash",
+            doc("\"n\"", "\"\\\\\"")
+                .replace("\"c\"", "\"\xEF\xBB\xBF"
+                                  "c\""),
+            u"appleTerminal \\ 1"_s,
+            "\"command\" : \"\xEF\xBB\xBF"
+            "c\"");
+        row("escaped mark", doc("\"n\"", "\"\\ufeffn\""), u"appleTerminal \uFEFFn 1"_s);
+        row("mark before the document", "\xEF\xBB\xBF" + doc(), base);
 
         row("nothing", QByteArray(), unreadable);
         row("array at top", "[]", unreadable);
@@ -129,7 +141,14 @@ private Q_SLOTS:
     void randomConfigurationsRoundTrip()
     {
         QRandomGenerator rng(20240611);
-        AppConfig config{TerminalApp::warp, {}};
+        // Texts that start with U+FEFF, which a JSON reader may take for a byte-order mark.
+        const QString mark = QString(QChar(0xFEFF));
+        AppConfig config{
+            TerminalApp::warp,
+            {TabGroup{QUuid::createUuid(),
+                      mark + u"name"_s,
+                      {{QUuid::createUuid(), mark, 1}, {QUuid::createUuid(), mark + mark, 0}},
+                      mark + u"echo"_s}}};
         while (config.groups.size() < 400)
             config.groups.append(testing::randomConfig(rng, 3).groups);
         QCOMPARE(ConfigCodec::decode(encoded(config)), std::optional<AppConfig>(config));

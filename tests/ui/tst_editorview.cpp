@@ -4,6 +4,7 @@
 #include "FakePlatform.h"
 #include "GroupEditor.h"
 #include "PackedCommandBuilder.h"
+#include "ShownTextEdit.h"
 
 #include <QComboBox>
 #include <QFile>
@@ -12,6 +13,7 @@
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextDocument>
 #include <QToolButton>
 
 using namespace corvane;
@@ -255,6 +257,86 @@ private Q_SLOTS:
         QCOMPARE(card->state(), GroupEditor::State::preview);
         QCOMPARE(override(), std::nullopt);
         QVERIFY(child<QLabel>(card, u"previewText"_s)->text().contains(u";ls"_s));
+    }
+
+    // Without Terminal or iTerm2 the steps are the only way to enter commands: they stay, with
+    // the combined command following them as they are typed.
+    void cardsKeepTheirStepsWhereNothingIsTypedInto()
+    {
+        Fixture f({group(u"W"_s, {u""_s})}, TerminalApp::kitty,
+                  {TerminalApp::kitty, TerminalApp::xterm},
+                  [](auto &platform) { platform.typesIntoTerminals = false; });
+        GroupEditor *card = f.card(0);
+        auto *preview = child<QLabel>(card, u"previewText"_s);
+        QCOMPARE(card->state(), GroupEditor::State::preview);
+        QVERIFY(child<QWidget>(card, u"stepsBody"_s)->isVisible());
+        QCOMPARE(preview->text(), u"(no commands yet)"_s);
+        const QString notice = child<QLabel>(f.editor.get(), u"combineNotice"_s)->text();
+        QVERIFY2(notice.endsWith(u"the rest run on the remote in your login shell."_s) &&
+                     !notice.contains(u"iTerm2"_s),
+                 qPrintable(notice));
+
+        QTest::keyClicks(child<QLineEdit>(card->commandRows().at(0), u"commandField"_s),
+                         u"cd ~/app"_s);
+        click(card, u"addCommand"_s);
+        QTest::keyClicks(child<QLineEdit>(card->commandRows().at(1), u"commandField"_s), u"make"_s);
+        QCOMPARE(preview->text(), u"cd ~/app; make"_s);
+        QVERIFY(f.file().contains("\"command\" : \"make\""));
+
+        click(card, u"editThisCommand"_s);
+        QCOMPARE(card->state(), GroupEditor::State::custom);
+        QVERIFY(child<QWidget>(card, u"stepsBody"_s)->isVisible());
+        QVERIFY(child<QWidget>(card, u"customBody"_s)->isVisible());
+    }
+
+    // The field shows line breaks and a few other characters its own way; one keystroke must
+    // change only what was typed.
+    void customCommandKeepsWhatTheUserDidNotTouch()
+    {
+        const QString original = u"a\u00A0b\u2028c\u2029d\r\ne\rf\ng\uFDD0h"_s;
+        Fixture f({group(u"W"_s, {u"ls"_s})}, TerminalApp::kitty, {TerminalApp::kitty});
+        AppConfig config = f.store.config();
+        config.groups[0].packedOverride = original;
+        f.store.setConfig(config);
+        auto *custom = child<QPlainTextEdit>(f.card(0), u"customCommand"_s);
+        const auto override = [&] { return f.store.config().groups[0].packedOverride; };
+
+        QTest::keyClick(custom, Qt::Key_End, Qt::ControlModifier);
+        QTest::keyClick(custom, Qt::Key_X);
+        QCOMPARE(override(), original + u"x"_s);
+        QTest::keyClick(custom, Qt::Key_Home, Qt::ControlModifier);
+        QTest::keyClick(custom, Qt::Key_Y);
+        QTest::keyClick(custom, Qt::Key_Return);
+        QCOMPARE(override(), u"y\n"_s + original + u"x"_s);
+        QTest::keyClick(custom, Qt::Key_Backspace);
+        QTest::keyClick(custom, Qt::Key_Delete); // the "a"
+        QCOMPARE(override(), u"y"_s + original.mid(1) + u"x"_s);
+    }
+
+    void shownEditsMapBackToTheText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("after"); // what the field shows after the edit
+        QTest::addColumn<QString>("expected");
+        const QString sep = QChar(QChar::ParagraphSeparator);
+        QTest::newRow("crlf deleted") << u"a\r\nb"_s << u"ab"_s << u"ab"_s;
+        QTest::newRow("typed after crlf")
+            << u"a\r\n\r\nb"_s << u"a"_s + sep + sep + u"xb"_s << u"a\r\n\r\nxb"_s;
+        QTest::newRow("pasted break")
+            << u"a\u00A0b"_s << u"a\u00A0"_s + sep + u"b"_s << u"a\u00A0\nb"_s;
+        QTest::newRow("all replaced") << u"\r\r\n"_s << u"z"_s << u"z"_s;
+        QTest::newRow("repeated letter")
+            << u"aa\u2029a"_s << u"aaa"_s + sep + u"a"_s << u"aaa\u2029a"_s;
+    }
+
+    void shownEditsMapBackToTheText()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, after);
+        QFETCH(QString, expected);
+        QTextDocument document;
+        document.setPlainText(text);
+        QCOMPARE(applyShownEdit(text, document.toRawText(), after), expected);
     }
 };
 
