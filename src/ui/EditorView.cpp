@@ -7,6 +7,7 @@
 #include "PackedCommandBuilder.h"
 #include "Platform.h"
 #include "UiKit.h"
+#include "WrappingLabel.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -53,7 +54,7 @@ QColor mintBackground(const QPalette &palette)
 
 EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *parent)
     : QWidget(parent), m_store(store), m_platform(platform), m_scroll(new QScrollArea(this)),
-      m_pickerRow(new QWidget), m_picker(new QComboBox), m_notice(new QLabel),
+      m_pickerRow(new QWidget), m_picker(new QComboBox), m_notice(new WrappingLabel),
       m_cardsLayout(new QVBoxLayout)
 {
     setObjectName(QStringLiteral("editorWindow"));
@@ -93,10 +94,9 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
                        "Add a delay after any command that needs time to finish — e.g. 2–3 "
                        "seconds after <code>ssh</code> so it can connect before the next command "
                        "is sent."),
-        ui::TextStyle::callout, content);
+        ui::TextStyle::callout, content, true);
     explanation->setObjectName(QStringLiteral("explanation"));
     explanation->setTextFormat(Qt::RichText);
-    explanation->setWordWrap(true);
     explanation->setContentsMargins(0, 0, 0, 4);
     stack->addWidget(explanation);
 
@@ -117,7 +117,6 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
     stack->addWidget(m_pickerRow);
 
     m_notice->setObjectName(QStringLiteral("combineNotice"));
-    m_notice->setWordWrap(true);
     m_notice->setTextFormat(Qt::PlainText);
     m_notice->setContentsMargins(0, 0, 0, 4);
     ui::applyTextStyle(m_notice, ui::TextStyle::callout);

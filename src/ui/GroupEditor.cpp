@@ -5,6 +5,7 @@
 #include "ConfigEdits.h"
 #include "ShownTextEdit.h"
 #include "UiKit.h"
+#include "WrappingLabel.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -35,7 +36,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
       m_stepsBody(new QWidget(this)), m_rowsLayout(new QVBoxLayout),
       m_addCommand(ui::accentButton(QStringLiteral("addCommand"), QStringLiteral("Add Command"),
                                     QStringLiteral("list-add"), m_stepsBody)),
-      m_previewBody(new QWidget(this)), m_previewText(new QLabel(m_previewBody)),
+      m_previewBody(new QWidget(this)), m_previewText(new WrappingLabel({}, m_previewBody)),
       m_makeCustom(ui::accentButton(QStringLiteral("editThisCommand"),
                                     QStringLiteral("Edit This Command"),
                                     QStringLiteral("document-edit"), m_previewBody)),
@@ -85,7 +86,6 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
                            ui::TextStyle::caption, m_previewBody));
     m_previewText->setObjectName(QStringLiteral("previewText"));
     m_previewText->setTextFormat(Qt::PlainText);
-    m_previewText->setWordWrap(true);
     m_previewText->setTextInteractionFlags(Qt::TextSelectableByMouse |
                                            Qt::TextSelectableByKeyboard);
     m_previewText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -104,8 +104,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     custom->addWidget(ui::secondaryLabel(
         QStringLiteral("Custom command — edited by you, no longer auto-updates from the "
                        "line-by-line commands:"),
-        ui::TextStyle::caption, m_customBody));
-    custom->itemAt(0)->widget()->setProperty("wordWrap", true);
+        ui::TextStyle::caption, m_customBody, true));
     m_custom->setObjectName(QStringLiteral("customCommand"));
     m_custom->setPlaceholderText(QStringLiteral("Command"));
     m_custom->setTabChangesFocus(true);

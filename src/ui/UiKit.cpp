@@ -2,6 +2,7 @@
 
 #include "BrandColors.h"
 #include "Icons.h"
+#include "WrappingLabel.h"
 
 #include <QFontDatabase>
 #include <QLabel>
@@ -42,9 +43,9 @@ void applyMonospace(QWidget *widget, TextStyle style)
     widget->setFont(font);
 }
 
-QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent)
+QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent, bool wrap)
 {
-    auto *label = new QLabel(text, parent);
+    QLabel *label = wrap ? new WrappingLabel(text, parent) : new QLabel(text, parent);
     applyTextStyle(label, style);
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));

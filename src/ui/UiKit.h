@@ -16,7 +16,7 @@ void applyTextStyle(QWidget *widget, TextStyle style);
 void applyMonospace(QWidget *widget, TextStyle style);
 
 // A dimmed label for captions and explanations.
-QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent);
+QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent, bool wrap = false);
 // Tabbing visits `stops` in this order. Needed wherever widgets are made out of layout order:
 // a new widget joins the end of its window's tab chain.
 void chainTabOrder(const QList<QWidget *> &stops);

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QLabel>
+
+namespace corvane {
+
+// A word-wrapping label that remembers its height for the widths it was last asked about. Layouts
+// ask every label of a long scroll area for its height on each relayout, and a wrapped label lays
+// out its whole text to answer, so without this one keystroke costs a text layout per card.
+class WrappingLabel final : public QLabel {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(WrappingLabel)
+
+public:
+    explicit WrappingLabel(const QString &text = {}, QWidget *parent = nullptr);
+
+    int heightForWidth(int width) const override;
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    struct Answer {
+        int width = -1;
+        int height = 0;
+    };
+    mutable QString m_answeredText;
+    mutable Answer m_answers[2]; // the layout alternates between few widths; newest first
+};
+
+} // namespace corvane
