@@ -1,6 +1,7 @@
 #!/bin/bash
-# Captures the tray menu and the editor's three card states into docs/screenshots/, running
-# Corvane under Xvfb with trayer as the tray.
+# Captures the tray menu and the editor (a new user's first opening, the combined command's
+# preview, a custom command) into docs/screenshots/, running Corvane under Xvfb with trayer as the
+# tray.
 #
 #   scripts/screenshots.sh [CORVANE_BINARY]   (default: build/src/app/corvane)
 set -euo pipefail
@@ -14,12 +15,13 @@ mkdir -p "$out"
 # shellcheck source=lib/xvfb-tray.sh
 source "$(dirname "$0")/lib/xvfb-tray.sh"
 
-# Terminals are "installed" when their executable is on PATH: one folder with none, one with a
-# kitty and an Alacritty that only record that they ran (two, so that the picker shows).
-mkdir -p "$work/no-terminals" "$work/with-kitty"
-for terminal in kitty alacritty; do
-    printf '#!/bin/sh\necho "$@" >> "%s/%s.log"\n' "$work" "$terminal" >"$work/with-kitty/$terminal"
-    chmod +x "$work/with-kitty/$terminal"
+# Terminals are "installed" when their executable is on PATH: stand-ins for a desktop's terminals
+# that only record that they ran (several, so that the picker shows). Nothing else is on PATH.
+path=$work/terminals
+mkdir -p "$path"
+for terminal in gnome-terminal konsole xterm; do
+    printf '#!/bin/sh\necho "$@" >> "%s/%s.log"\n' "$work" "$terminal" >"$path/$terminal"
+    chmod +x "$path/$terminal"
 done
 
 config() { # TERMINAL OVERRIDE_JSON_MEMBER
@@ -47,12 +49,15 @@ config() { # TERMINAL OVERRIDE_JSON_MEMBER
 JSON
 }
 
-# Starts Corvane on a fresh config home holding CONFIG with PATH; waits for its docked icon.
-start() { # NAME PATH CONFIG
+# Starts Corvane on a fresh config home (holding CONFIG, or nothing: a new user); waits for its
+# docked icon.
+start() { # NAME [CONFIG]
     home=$work/$1
-    mkdir -p "$home/Corvane"
-    printf '%s' "$3" >"$home/Corvane/config.json"
-    path=$2
+    mkdir -p "$home"
+    if [[ -n ${2-} ]]; then
+        mkdir -p "$home/Corvane"
+        printf '%s' "$2" >"$home/Corvane/config.json"
+    fi
     XDG_CONFIG_HOME=$home PATH=$path "$corvane" >/dev/null 2>&1 &
     pid=$!
     pids+=("$pid")
@@ -65,17 +70,27 @@ stop() {
     while xwininfo -tree -id "$panel" | grep -q '("corvane" '; do sleep 0.02; done
 }
 
-# A second start hands over to the running instance, which opens its editor.
-capture_editor() { # FILE
+# A second start hands over to the running instance, which opens its editor; HEIGHT makes room
+# for both example windows, which the editor's first size cuts off.
+capture_editor() { # FILE [HEIGHT]
     XDG_CONFIG_HOME=$home PATH=$path "$corvane" >/dev/null 2>&1
     local window
     window=$(xdotool search --sync --onlyvisible --name 'Edit Commands' | awk 'NR == 1')
+    if [[ -n ${2-} ]]; then
+        eval "$(xdotool getwindowgeometry --shell "$window")"
+        xdotool windowsize --sync "$window" "$WIDTH" "$2"
+    fi
     sleep 0.5 # let the first layout pass paint
     import -window "$window" "$out/$1"
     echo "wrote $out/$1"
 }
 
-start steps "$work/no-terminals" "$(config appleTerminal '')"
+# A new user's first opening: one empty window, the desktop's terminal chosen.
+start new-user
+capture_editor editor-new-user.png
+stop
+
+start preview "$(config gnomeTerminal '')"
 icon=$(xwininfo -tree -id "$panel" | awk '/\("corvane" / { print $1 }')
 eval "$(xdotool getwindowgeometry --shell "$icon")"
 xdotool mousemove --sync $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 3
@@ -90,14 +105,10 @@ left=$((X - 40))
 import -window root -crop "$((1280 - left))x$((Y + HEIGHT + 30))+$left+0" +repage "$out/tray-menu.png"
 echo "wrote $out/tray-menu.png"
 xdotool key Escape
-capture_editor editor-terminal-steps.png
-stop
-
-start preview "$work/with-kitty" "$(config kitty '')"
-capture_editor editor-kitty-preview.png
+capture_editor editor-preview.png 780
 stop
 
 custom=$',\n      "packedOverride" : "ssh -t mydevbox \'cd ~\\/projects\\/api \&\& make run; exec $SHELL -l\'"'
-start custom "$work/with-kitty" "$(config kitty "$custom")"
-capture_editor editor-kitty-custom.png
+start custom "$(config gnomeTerminal "$custom")"
+capture_editor editor-custom.png 780
 stop

@@ -2,7 +2,7 @@
 """Drives the real corvane under Xvfb: corvane_e2e.py CORVANE_BINARY CASE. Every process
 started here is stopped by its PID when the case ends, pass or fail."""
 
-import contextlib, json, os, signal, subprocess, sys, tempfile, time, uuid
+import contextlib, json, os, pwd, shutil, signal, subprocess, sys, tempfile, time, uuid
 from pathlib import Path
 
 TIMEOUT = 30.0  # generous: sanitizer builds and kitty's software GL are slow
@@ -25,54 +25,76 @@ def foundation_json(value):
 class Session:
     def __init__(self, corvane, root):
         self.corvane, self.root, self.procs, self.env = corvane, Path(root), [], dict(os.environ)
+        self.config_path = self.root / "config/Corvane/config.json"
 
     def spawn(self, argv, **kwargs):
-        self.procs.append(subprocess.Popen(argv, env=self.env, **kwargs))
+        self.procs.append(subprocess.Popen(argv, **{"env": self.env, **kwargs}))
         return self.procs[-1]
 
     def stop_all(self):
-        # The kittys were started by corvane: stop them by the PIDs that their wrapper noted.
-        pids = self.root / "kitty.pids"
-        kitties = [int(p) for p in pids.read_bytes().split()] if pids.exists() else []
-        for pid in kitties + [p.pid for p in reversed(self.procs)]:
+        # The terminals were started by corvane: stop them by the PIDs that their wrappers noted.
+        terminals = [int(pid) for pids in self.root.glob("*.pids")
+                     for pid in pids.read_bytes().split()]
+        for pid in terminals:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGTERM)
+        # Corvane reaps them; stopped before it has, they would stay zombies of a PID 1 that
+        # may never reap them.
+        deadline = time.monotonic() + 5
+        while time.monotonic() < deadline and any(Path(f"/proc/{p}").exists() for p in terminals):
+            time.sleep(0.05)
+        for proc in reversed(self.procs):
+            with contextlib.suppress(ProcessLookupError):
+                proc.terminate()
         for proc in self.procs:
             with contextlib.suppress(subprocess.TimeoutExpired):
                 proc.wait(5)
             proc.kill()
 
-    def start(self, tray):
-        """Xvfb (and trayer), two kitty windows in config.json, then corvane."""
+    def start_display(self, tray):
+        """Xvfb (and trayer); a private config home, HOME and bin folder in the environment."""
         xvfb = self.spawn(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten",
                            "tcp"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         display = xvfb.stdout.readline().strip()  # the free display Xvfb chose
-        for d in ("config/Corvane", "run", "bin", "home"):
+        for d in ("config", "run", "bin", "home"):
             (self.root / d).mkdir(mode=0o700, parents=True)
-        for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
+        for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "TERMINAL"):
             self.env.pop(key, None)  # without D-Bus, Qt docks through XEmbed into trayer
-        # kitty's windows run login shells: a private HOME keeps this user's profile out.
+        # The terminals' windows run login shells: a private HOME keeps this user's profile out.
         self.env.update(DISPLAY=":" + display, XDG_CONFIG_HOME=str(self.root / "config"),
                         HOME=str(self.root / "home"), XDG_RUNTIME_DIR=str(self.root / "run"),
                         PATH=f"{self.root / 'bin'}:{self.env['PATH']}")
-        # kitty shares one instance per user across displays: keep this test's windows apart.
-        kitty = self.root / "bin" / "kitty"
-        kitty.write_text(f"#!/bin/sh\necho $$ >> '{self.root / 'kitty.pids'}'\n"
-                         f"exec /usr/bin/kitty --instance-group e2e-{uuid.uuid4().hex} \"$@\"\n")
-        kitty.chmod(0o755)
         if tray:
             self.spawn(["trayer"], stderr=subprocess.DEVNULL)
             self.xdotool("search", "--sync", "--classname", "^trayer$")
+
+    def terminal_wrapper(self, name, argv):
+        """bin/NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
+        wrapper = self.root / "bin" / name
+        wrapper.write_text(f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
+                           f"exec {' '.join(argv)} \"$@\"\n")
+        wrapper.chmod(0o755)
+
+    def launch(self, env=None):
+        log = open(self.root / "corvane.log", "w")
+        self.app = self.spawn([self.corvane], stdout=log, stderr=subprocess.STDOUT,
+                              env=env or self.env)
+
+    def start(self, tray):
+        """Xvfb (and trayer), two kitty windows in config.json, then corvane."""
+        self.start_display(tray)
+        # kitty shares one instance per user across displays: keep this test's windows apart.
+        self.terminal_wrapper("kitty", ["/usr/bin/kitty", "--instance-group",
+                                        f"e2e-{uuid.uuid4().hex}"])
         self.markers = [self.root / f"marker-{i}" for i in (1, 2)]
         new_id = lambda: str(uuid.uuid4()).upper()
         self.config = {"terminalApp": "kitty", "groups": [
             {"id": new_id(), "name": f"Window {i}", "commands": [
                 {"id": new_id(), "command": f"echo {word}-{i} >> {marker}", "delayAfter": 0}
                 for word in ("one", "two")]} for i, marker in enumerate(self.markers, start=1)]}
-        self.config_path = self.root / "config/Corvane/config.json"
+        self.config_path.parent.mkdir(mode=0o700)
         self.config_path.write_bytes(foundation_json(self.config))
-        log = open(self.root / "corvane.log", "w")
-        self.app = self.spawn([self.corvane], stdout=log, stderr=subprocess.STDOUT)
+        self.launch()
 
     def xdotool(self, *args, check=True):
         result = subprocess.run(["xdotool", *args], env=self.env, capture_output=True, text=True,
@@ -83,6 +105,19 @@ class Session:
     def windows(self, title_regex, sync=True):
         return self.xdotool("search", "--all", *(["--sync"] if sync else []), "--onlyvisible",
                             "--pid", str(self.app.pid), "--name", title_regex, check=sync)
+
+    def visible_windows(self):
+        return set(self.xdotool("search", "--onlyvisible", "--pid", str(self.app.pid),
+                                check=False))
+
+    def open_tray_menu(self, icon):
+        before = self.visible_windows()
+        self.xdotool("mousemove", "--window", icon, "5", "5", "click", "3")
+        wait_until("the tray menu", lambda: self.visible_windows() - before)
+
+    def saved_config(self):
+        with contextlib.suppress(FileNotFoundError):  # written whole, by rename
+            return json.loads(self.config_path.read_bytes())
 
     def expect_markers_ran(self):
         expected = [f"one-{i} two-{i}".encode().split() for i in (1, 2)]
@@ -121,6 +156,76 @@ def case_fallback(s):
     s.xdotool("windowfocus", "--sync", window)
     s.xdotool("key", "--window", window, "ctrl+r")
     s.expect_markers_ran()
+
+
+def case_new_user_xterm(s):
+    """A first start with no configuration, on a desktop whose only terminal is XTerm: the user
+    writes two commands in the editor and runs them from the tray in a real XTerm window."""
+    s.start_display(tray=True)
+    bin_dir = s.root / "bin"
+    s.terminal_wrapper("xterm", ["/usr/bin/xterm"])
+    (bin_dir / "x-terminal-emulator").symlink_to("xterm")  # Debian's alternative, as XTerm sets it
+    # The only PATH corvane gets, so that this machine's kitty, Konsole or Terminator stay unseen.
+    # The window's login shell needs these (Debian's /etc/profile asks `id -u`).
+    for tool in ("id", "date", "sleep"):
+        (bin_dir / tool).symlink_to(shutil.which(tool))
+    s.launch(dict(s.env, PATH=str(bin_dir)))
+    assert not s.config_path.exists(), "a new user has no config.json"
+    icon = wait_until("the docked tray icon", s.visible_windows).pop()
+
+    s.open_tray_menu(icon)
+    # Nothing to run yet, so the first enabled entry is Edit Commands.
+    s.xdotool("key", "Down", "Return")
+    editor = s.windows("Edit Commands$")[0]
+    s.xdotool("windowfocus", "--sync", editor)
+    commands = lambda: [(c["command"], c["delayAfter"])
+                        for c in (s.saved_config() or {"groups": [{"commands": []}]})["groups"][0]
+                        ["commands"]]
+
+    marker = s.root / "marker"
+    first, second = (f"echo {word} $(date +%s.%N) >> {marker}" for word in ("one", "two"))
+    # By keyboard, as the editor opens with the window's name focused. Tab passes the window's
+    # move buttons (its delete is disabled while it is the only window) to the first command.
+    s.xdotool("key", "--window", editor, "Tab", "Tab", "Tab")
+    s.xdotool("type", "--window", editor, first)
+    wait_until("the first command in config.json", lambda: commands() == [(first, 0)])
+    assert s.saved_config()["terminalApp"] == "xterm", "XTerm, the only terminal, is not chosen"
+    s.xdotool("key", "--window", editor, "Tab", "ctrl+a")  # the delay after it
+    s.xdotool("type", "--window", editor, "2")
+    wait_until("the delay in config.json", lambda: commands() == [(first, 2)])
+    # Past the step's move buttons (its delete is disabled: the only step) to Add Command.
+    s.xdotool("key", "--window", editor, "Tab", "Tab", "Tab", "space")
+    wait_until("a second step", lambda: commands() == [(first, 2), ("", 0)])
+    # Back over the new row's delete, move buttons and delay to its command.
+    s.xdotool("key", "--window", editor, *["shift+Tab"] * 5)
+    s.xdotool("type", "--window", editor, second)
+    wait_until("the second command in config.json",
+               lambda: commands() == [(first, 2), (second, 0)])
+
+    s.open_tray_menu(icon)
+    s.xdotool("key", "Down", "Return")  # now Run Startup Commands is enabled
+    xterm_pids = s.root / "xterm.pids"
+    xterm = int(wait_until("corvane to start XTerm", lambda: xterm_pids.exists() and
+                           xterm_pids.read_text().split())[0])
+    shell = pwd.getpwuid(os.getuid()).pw_shell
+    window = f"{first}; sleep 2; {second}; exec {shell} -il"
+    cmdline = lambda pid: Path(f"/proc/{pid}/cmdline").read_bytes().decode().split("\0")[:-1]
+    argv = wait_until("the wrapper to become XTerm", lambda: cmdline(xterm)[0] != "/bin/sh" and
+                      cmdline(xterm))
+    assert argv == ["/usr/bin/xterm", "-e", shell, "-ilc", window], f"XTerm started as {argv}"
+    s.xdotool("search", "--sync", "--onlyvisible", "--pid", str(xterm))  # its window is up
+    marker_lines = lambda: marker.read_text().splitlines() if marker.exists() else []
+    lines = wait_until("XTerm to run both commands",
+                       lambda: len(marker_lines()) == 2 and marker_lines())
+    (word1, time1), (word2, time2) = (line.split() for line in lines)
+    assert (word1, word2) == ("one", "two"), f"commands ran out of order: {lines}"
+    assert float(time2) - float(time1) >= 2, f"the 2 s delay was not kept: {lines}"
+    # The window stays open for the user: its command ends by becoming a login shell.
+    children = Path(f"/proc/{xterm}/task/{xterm}/children")
+    login_shell = lambda: [cmdline(pid) for pid in children.read_text().split()] == [[shell, "-il"]]
+    wait_until("the window's shell to become a login shell", login_shell)
+    assert xterm_pids.read_text().split() == [str(xterm)], "one group, one XTerm window"
+    assert s.app.poll() is None, f"corvane exited with {s.app.returncode}"
 
 
 def case_no_display(s):
