@@ -73,6 +73,11 @@ void CommandRow::update(const CommandStep &step, bool canDelete)
     m_delete->setEnabled(canDelete);
 }
 
+void CommandRow::focusCommand()
+{
+    m_command->setFocus(Qt::OtherFocusReason);
+}
+
 void CommandRow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LocaleChange)

@@ -24,6 +24,7 @@ public:
     QList<QWidget *> tabStops() const { return m_tabStops; }
     // Brings the fields up to date without disturbing what the user is typing.
     void update(const CommandStep &step, bool canDelete);
+    void focusCommand();
 
 Q_SIGNALS:
     void commandEdited(const QString &command);

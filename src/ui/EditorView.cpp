@@ -6,6 +6,7 @@
 #include "GroupEditor.h"
 #include "PackedCommandBuilder.h"
 #include "Platform.h"
+#include "TerminalTable.h"
 #include "UiKit.h"
 #include "WrappingLabel.h"
 
@@ -36,6 +37,21 @@ QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
         text += QStringLiteral(" Your line-by-line commands are kept — switch back to Terminal or "
                                "iTerm2 to edit them.");
     return text;
+}
+
+// Where Terminal cannot exist, a machine without any known terminal would otherwise give no hint
+// of what to do: the picker is hidden and a run names a terminal that cannot be installed.
+QString noTerminalText()
+{
+    QStringList names;
+    for (const TerminalTraits &row : terminalTable) {
+        if (row.launchStyle != TerminalLaunchStyle::appleScript)
+            names.append(qview(row.displayName).toString());
+    }
+    const QString last = names.takeLast();
+    return QStringLiteral("Corvane found none of the terminal apps it can open. Install one of ") +
+           names.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last +
+           QStringLiteral(", then open this window again.");
 }
 
 // The window colour with the mint laid over it, since a top-level background cannot be
@@ -226,8 +242,11 @@ void EditorView::sync()
     syncPicker(m_installed, config.terminalApp);
 
     const bool combines = combinesCommands(config.terminalApp);
-    m_notice->setVisible(combines);
-    if (combines)
+    const bool noTerminal = m_installed.isEmpty() && !m_platform.canTypeIntoTerminals();
+    m_notice->setVisible(combines || noTerminal);
+    if (noTerminal)
+        m_notice->setText(noTerminalText());
+    else if (combines)
         m_notice->setText(noticeText(config.terminalApp, m_platform.canTypeIntoTerminals()));
 
     syncCards();

@@ -122,8 +122,12 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     connect(up, &QToolButton::clicked, this, &GroupEditor::moveUpRequested);
     connect(down, &QToolButton::clicked, this, &GroupEditor::moveDownRequested);
     connect(m_delete, &QToolButton::clicked, this, &GroupEditor::deleteRequested);
-    connect(m_addCommand, &QToolButton::clicked, this,
-            [this] { editGroup([](TabGroup &g) { edits::addStep(g.commands); }); });
+    connect(m_addCommand, &QToolButton::clicked, this, [this] {
+        editGroup([](TabGroup &g) { edits::addStep(g.commands); });
+        // The new row is what the user wants to type into next.
+        if (const QList<CommandRow *> rows = m_rows.ordered(); !rows.isEmpty())
+            rows.last()->focusCommand();
+    });
     connect(m_makeCustom, &QToolButton::clicked, this, [this] {
         const QString preview = m_preview.value_or(QString());
         editGroup([&](TabGroup &g) { g.packedOverride = preview; });

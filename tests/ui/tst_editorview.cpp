@@ -147,6 +147,10 @@ private Q_SLOTS:
                  configured != expected);
         QCOMPARE(child<QWidget>(f.editor.get(), u"terminalPickerRow"_s)->isVisible(),
                  installed.size() >= 2);
+        // Without Terminal to fall back on, no terminal at all needs saying what to do.
+        auto *notice = child<QLabel>(f.editor.get(), u"combineNotice"_s);
+        QCOMPARE(notice->isVisible() && notice->text().contains(u"XTerm or foot, then open"_s),
+                 installed.isEmpty() && !macOS);
         // Every appearance checks again.
         f.editor->hide();
         f.platform.installed.remove(bundleIdentifier(expected));
@@ -279,7 +283,9 @@ private Q_SLOTS:
         QTest::keyClicks(child<QLineEdit>(card->commandRows().at(0), u"commandField"_s),
                          u"cd ~/app"_s);
         click(card, u"addCommand"_s);
-        QTest::keyClicks(child<QLineEdit>(card->commandRows().at(1), u"commandField"_s), u"make"_s);
+        auto *added = child<QLineEdit>(card->commandRows().at(1), u"commandField"_s);
+        QCOMPARE(f.editor->focusWidget(), added);
+        QTest::keyClicks(added, u"make"_s);
         QCOMPARE(preview->text(), u"cd ~/app; make"_s);
         QVERIFY(f.file().contains("\"command\" : \"make\""));
 
