@@ -1,3 +1,23 @@
+if(APPLE)
+    # Corvane.app with Qt copied in by macdeployqt, optionally signed, in a disk image.
+    find_program(CORVANE_MACDEPLOYQT macdeployqt
+        HINTS "${QT6_INSTALL_PREFIX}/${QT6_INSTALL_BINS}" "${Qt6_DIR}/../../../bin")
+    find_program(CORVANE_CODESIGN codesign)
+    set(CORVANE_CODESIGN_IDENTITY "" CACHE STRING
+        "codesign identity for Corvane.app (\"-\" signs for this Mac only); empty leaves it unsigned")
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/DeployMacBundle.cmake.in
+        ${PROJECT_BINARY_DIR}/macos/DeployMacBundle.cmake @ONLY)
+    install(SCRIPT ${PROJECT_BINARY_DIR}/macos/DeployMacBundle.cmake)
+
+    set(CPACK_GENERATOR DragNDrop)
+    set(CPACK_PACKAGE_NAME Corvane)
+    set(CPACK_PACKAGE_VENDOR "Corvane")
+    set(CPACK_DMG_VOLUME_NAME Corvane)
+    set(CPACK_PACKAGE_FILE_NAME "Corvane-${PROJECT_VERSION}")
+    include(CPack)
+    return()
+endif()
+
 # Install layout of the desktop files and the .deb package.
 include(GNUInstallDirs)
 

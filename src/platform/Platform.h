@@ -89,6 +89,10 @@ public:
     // Shows a modal warning with one dismiss button, in front of other applications, and
     // returns when the user has dismissed it.
     virtual void showAlert(const QString &messageText, const QString &informativeText) = 0;
+
+    // Whether the tray icon is a monochrome template that the system tints for a light or dark
+    // menu bar (macOS) rather than a coloured theme icon.
+    virtual bool trayIconIsTemplate() const = 0;
 };
 
 } // namespace corvane

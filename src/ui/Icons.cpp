@@ -9,13 +9,30 @@ static void initIconResources()
 
 namespace corvane {
 
-QIcon Icons::get(const QString &themeName, const QString &bundledName)
+namespace {
+
+void ensureResources()
 {
     static const bool initialized = (initIconResources(), true);
     Q_UNUSED(initialized);
+}
+
+} // namespace
+
+QIcon Icons::get(const QString &themeName, const QString &bundledName)
+{
+    ensureResources();
     const QString file =
         QStringLiteral(":/icons/%1.svg").arg(bundledName.isEmpty() ? themeName : bundledName);
     return QIcon::fromTheme(themeName, QIcon(file));
+}
+
+QIcon Icons::menuBarTemplate()
+{
+    ensureResources();
+    QIcon icon(QStringLiteral(":/icons/menubar-template.svg"));
+    icon.setIsMask(true);
+    return icon;
 }
 
 } // namespace corvane

@@ -3,6 +3,7 @@
 #include "EditorView.h"
 #include "FallbackWindow.h"
 #include "Icons.h"
+#include "Platform.h"
 
 #include <QCursor>
 
@@ -15,7 +16,9 @@ TrayShell::TrayShell(ConfigStore &store, TerminalRunner &runner, UpdateChecker &
     m_menu.setObjectName(QStringLiteral("trayMenu"));
     m_menu.addActions(m_menuView.entries());
 
-    m_tray.setIcon(Icons::get(QStringLiteral("utilities-terminal")));
+    m_tray.setIcon(platform.trayIconIsTemplate()
+                       ? Icons::menuBarTemplate()
+                       : Icons::get(QStringLiteral("utilities-terminal")));
     m_tray.setToolTip(QStringLiteral("Corvane"));
     m_tray.setContextMenu(&m_menu);
     connect(&m_tray, &QSystemTrayIcon::activated, this,

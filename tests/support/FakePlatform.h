@@ -33,6 +33,7 @@ public:
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
     QHash<int, ProcessEnd> earlyEnds;         // the n-th started process has ended so
     bool typesIntoTerminals = true;           // macOS unless a test says otherwise
+    bool templateTrayIcon = false;            // trayIconIsTemplate()
     QStringList preferred;                    // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
     std::function<void()> onAlert;            // runs while the alert is "on screen"
@@ -77,6 +78,7 @@ public:
     }
     bool canTypeIntoTerminals() const override { return typesIntoTerminals; }
     QStringList preferredTerminals() const override { return preferred; }
+    bool trayIconIsTemplate() const override { return templateTrayIcon; }
     void openUrl(const QUrl &url) override
     {
         calls.append({u"openUrl"_s, {url.toString(QUrl::FullyEncoded)}});

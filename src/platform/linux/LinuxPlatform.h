@@ -1,8 +1,7 @@
 #pragma once
 
+#include "DetachedSpawner.h"
 #include "Platform.h"
-
-#include <memory>
 
 namespace corvane {
 
@@ -13,8 +12,6 @@ public:
     LinuxPlatform();
     ~LinuxPlatform() override;
     Q_DISABLE_COPY_MOVE(LinuxPlatform)
-
-    struct LastStart;
 
     // The executable that stands for the application with this bundle identifier ("kitty" for
     // net.kovidgoyal.kitty), or an empty text for applications that do not exist on Linux.
@@ -34,9 +31,10 @@ public:
     QStringList preferredTerminals() const override;
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
+    bool trayIconIsTemplate() const override;
 
 private:
-    std::shared_ptr<LastStart> m_lastStart;
+    DetachedSpawner m_spawner;
 };
 
 } // namespace corvane

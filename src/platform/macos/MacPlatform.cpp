@@ -1,0 +1,100 @@
+#include "MacPlatform.h"
+
+#include "WarningAlert.h"
+
+#include <QDesktopServices>
+#include <QStandardPaths>
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+MacPlatform::MacPlatform(System system)
+    : m_system(std::move(system)), m_osascript(m_system.osascript, m_system.scriptDeadline)
+{
+}
+
+MacPlatform::~MacPlatform() = default;
+
+QString MacPlatform::applicationSupportDirectory() const
+{
+    // ~/Library/Application Support itself; AppDataLocation would add an application folder.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+}
+
+std::optional<QString> MacPlatform::applicationLocation(const QString &bundleIdentifier) const
+{
+    return m_system.findApplication ? m_system.findApplication(bundleIdentifier) : std::nullopt;
+}
+
+std::optional<QString> MacPlatform::bundledExecutable(const QString &bundleIdentifier,
+                                                      const QString &executableName) const
+{
+    // Whether the file exists is left to the start, which then names the system's reason.
+    const auto bundle = applicationLocation(bundleIdentifier);
+    if (!bundle)
+        return std::nullopt;
+    return *bundle + u"/Contents/MacOS/"_s + executableName;
+}
+
+ProcessCommand MacPlatform::openCommand(const QString &, const QStringList &openArguments) const
+{
+    // `open` finds the application by the bundle name in its arguments.
+    return {m_system.open, openArguments};
+}
+
+std::optional<QString> MacPlatform::startProcess(const ProcessCommand &command)
+{
+    return m_spawner.start(command);
+}
+
+std::optional<ProcessEnd> MacPlatform::endOfLastStarted()
+{
+    // For terminals started through `open` this is open's own exit status: it fails when Launch
+    // Services cannot find or start the application.
+    return m_spawner.endOfLastStarted();
+}
+
+void MacPlatform::openUrl(const QUrl &url)
+{
+    // QDesktopServices is NSWorkspace's openURL: here; `open` is the same request from outside.
+    if (!QDesktopServices::openUrl(url))
+        startProcess({m_system.open, {url.toString(QUrl::FullyEncoded)}});
+}
+
+AppleScriptOutcome MacPlatform::executeAppleScript(const QString &source)
+{
+    return m_osascript.execute(source);
+}
+
+bool MacPlatform::canTypeIntoTerminals() const
+{
+    return true;
+}
+
+QStringList MacPlatform::preferredTerminals() const
+{
+    // A Mac has no desktop-preferred terminal; Terminal is always there.
+    return {};
+}
+
+QString MacPlatform::windowShell() const
+{
+    return u"/bin/zsh"_s;
+}
+
+void MacPlatform::showAlert(const QString &messageText, const QString &informativeText)
+{
+    // A menu-bar-only application is not active, and its alert would open behind the
+    // application in front.
+    if (m_system.activate)
+        m_system.activate();
+    showWarningAlert(messageText, informativeText);
+}
+
+bool MacPlatform::trayIconIsTemplate() const
+{
+    return true;
+}
+
+} // namespace corvane

@@ -1,0 +1,28 @@
+#include "SystemPlatform.h"
+
+#include "ContinuousClockSleeper.h"
+#include "MacBridge.h"
+#include "MacPlatform.h"
+
+namespace corvane {
+
+std::unique_ptr<Platform> makeSystemPlatform()
+{
+    MacPlatform::System system;
+    system.findApplication = &macbridge::applicationBundle;
+    system.activate = &macbridge::activateApplication;
+    return std::make_unique<MacPlatform>(std::move(system));
+}
+
+std::unique_ptr<Sleeper> makeSystemSleeper()
+{
+    return std::make_unique<ContinuousClockSleeper>();
+}
+
+std::optional<QString> graphicalSessionProblem()
+{
+    // A logged-in Mac always has its window server; there is no display to name.
+    return std::nullopt;
+}
+
+} // namespace corvane
