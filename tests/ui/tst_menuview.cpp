@@ -1,10 +1,12 @@
 #include "ConfigStore.h"
 #include "FakePlatform.h"
 #include "HeldSleeper.h"
+#include "Icons.h"
 #include "MenuView.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
 
+#include <QImage>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -103,6 +105,31 @@ private Q_SLOTS:
         const auto calls = f.platform.callsOf(u"startProcess"_s);
         QCOMPARE(calls.size(), 2);
         QVERIFY(calls[1].values.join(u' ').contains(u"echo second"_s));
+    }
+
+    // macOS draws a template image by its alpha alone: any colour would be lost, so the glyph
+    // must be black, and the prompt must be cut out of it to be seen at all.
+    void menuBarGlyphIsABlackTemplateWithThePromptCutOut()
+    {
+        const QIcon icon = Icons::menuBarTemplate();
+        QVERIFY(icon.isMask());
+        const QImage image =
+            icon.pixmap(QSize(36, 36)).toImage().convertToFormat(QImage::Format_ARGB32);
+        QCOMPARE(image.size(), QSize(36, 36));
+        int opaque = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb pixel = image.pixel(x, y);
+                if (qAlpha(pixel) > 0) {
+                    QCOMPARE(qRed(pixel) | qGreen(pixel) | qBlue(pixel), 0);
+                    ++opaque;
+                }
+            }
+        }
+        QVERIFY(opaque > 36 * 36 / 3);
+        QCOMPARE(qAlpha(image.pixel(6, 18)), 255); // the window's body
+        QCOMPARE(qAlpha(image.pixel(15, 18)), 0);  // inside the chevron
+        QCOMPARE(qAlpha(image.pixel(23, 23)), 0);  // inside the cursor
     }
 };
 
