@@ -4,6 +4,7 @@
 #include "WarningAlert.h"
 
 #include <QDesktopServices>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
