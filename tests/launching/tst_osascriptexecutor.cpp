@@ -1,5 +1,5 @@
-// The osascript executor: its reading of osascript's output, and real runs of stand-in osascript
-// programs that answer as the real one does on a Mac.
+// The osascript executor against stand-in osascript programs that answer as the real one does on
+// a Mac.
 #include "OsascriptExecutor.h"
 #include "TestHelpers.h"
 
@@ -48,106 +48,50 @@ class OsascriptExecutorTest final : public QObject {
     }
 
 private Q_SLOTS:
-    void resultIsAPlainDecimal_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<int>("value");
-        const std::pair<const char *, int> rows[] = {
-            {"4711\n", 4711},
-            {"-17\n", -17},
-            {"0\n", 0},
-            {"2147483647\n", 2147483647},
-            {"-2147483648\n", -2147483647 - 1},
-            {"2147483648\n", 0}, // beyond 32 bits
-            {"1.2E+9\n", 0},     // AppleScript makes reals of integers past 2^29
-            {"12.0\n", 0},
-            {"+5\n", 0},
-            {"12abc\n", 0},
-            {"window id 5\n", 0},
-            {"missing value\n", 0},
-            {"", 0},
-        };
-        for (const auto &[output, value] : rows)
-            QTest::newRow(*output ? QByteArray(output).trimmed().constData() : "empty")
-                << QByteArray(output) << value;
-    }
-    void resultIsAPlainDecimal()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(int, value);
-        QCOMPARE(OsascriptExecutor::resultValue(output), value);
-    }
-
-    void errorReportGivesNumberAndMessage_data()
-    {
-        QTest::addColumn<QString>("report");
-        QTest::addColumn<QString>("expected");
-        const std::pair<QString, QString> rows[] = {
-            {u"0:12: execution error: Terminal got an error: Not authorized to send Apple events "
-             u"to Terminal. (-1743)\n"_s,
-             u"failure -1743 | Terminal got an error: Not authorized to send Apple events to "
-             u"Terminal."_s},
-            {u"228:236: syntax error: Expected end of line but found identifier. (-2741)\n"_s,
-             u"failure -2741 | Expected end of line but found identifier."_s},
-            // Localised, with parentheses of its own: only the last group is the number.
-            {u"41:67: execution error: Terminal a rencontré une erreur : Impossible d’obtenir "
-             u"window id 7 (fenêtre fermée). (-1728)"_s,
-             u"failure -1728 | Terminal a rencontré une erreur : Impossible d’obtenir window id 7 "
-             u"(fenêtre fermée)."_s},
-            {u"/tmp/a.scpt: script error: Can’t make \"x\" into type integer. (-1700)"_s,
-             u"failure -1700 | Can’t make \"x\" into type integer."_s},
-            // Lines before the report are not part of it.
-            {u"osascript[12:34] error: a framework warning (5)\n3:9: execution error: The real "
-             u"one. (-10004)"_s,
-             u"failure -10004 | The real one."_s},
-            {u"0:18: execution error: Something (went wrong)"_s,
-             u"failure none | Something (went wrong)"_s},
-            {u"0:4: execution error: (-1)"_s, u"failure -1 | "_s},
-            {u"LSOpenURLsWithRole() failed (-10810)"_s, u"failure -10810 | none"_s},
-            {u"0:1: execution error: Too big. (99999999999999999999)"_s,
-             u"failure none | Too big. (99999999999999999999)"_s},
-            {u"osascript: couldn't read the script\n"_s, u"failure none | none"_s},
-            {{}, u"failure none | none"_s},
-        };
-        for (const auto &[report, expected] : rows)
-            QTest::newRow(qPrintable(report.left(40).replace(u'\n', u' '))) << report << expected;
-    }
-    void errorReportGivesNumberAndMessage()
-    {
-        QFETCH(QString, report);
-        QFETCH(QString, expected);
-        QCOMPARE(describe(OsascriptExecutor::failure(report)), expected);
-    }
-
-    void standInsAnswerThroughTheProcess_data()
+    // Each row is what a stand-in osascript prints (stdout, or stderr with a non-zero exit) and
+    // the outcome it must give.
+    void outcomes_data()
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("expected");
+        const auto fails = [](const char *report) {
+            return "echo '" + QByteArray(report) + "' >&2\nexit 1\n";
+        };
         QTest::newRow("integer") << QByteArray("echo 4711\n") << u"result 4711"_s;
+        QTest::newRow("negative") << QByteArray("echo -17\n") << u"result -17"_s;
+        QTest::newRow("beyond 32 bits") << QByteArray("echo 2147483648\n") << u"result 0"_s;
+        // AppleScript makes a real of an integer past 2^29.
         QTest::newRow("real") << QByteArray("echo 1.2E+9\n") << u"result 0"_s;
-        QTest::newRow("text") << QByteArray("echo 'tab 1 of window id 3'\n") << u"result 0"_s;
+        QTest::newRow("text") << QByteArray("echo 'window id 5'\n") << u"result 0"_s;
         QTest::newRow("log on stderr")
             << QByteArray("echo 'a log line' >&2\necho 7\n") << u"result 7"_s;
         QTest::newRow("not authorized")
-            << QByteArray("echo '0:35: execution error: Not authorized to send Apple events to "
-                          "Terminal. (-1743)' >&2\nexit 1\n")
-            << u"failure -1743 | Not authorized to send Apple events to Terminal."_s;
-        QTest::newRow("syntax")
-            << QByteArray("echo '12:20: syntax error: Expected \"given\", \"in\", \"of\", "
-                          "expression or end of line but found \"}\". (-2741)' >&2\nexit 1\n")
-            << u"failure -2741 | Expected \"given\", \"in\", \"of\", expression or end of line "
-               u"but found \"}\"."_s;
-        QTest::newRow("localised") << QByteArray("echo '0:40: execution error: Terminal hat einen "
-                                                 "Fehler erhalten: Fenster (id 9) ungültig. "
-                                                 "(-1719)' >&2\nexit 1\n")
-                                   << u"failure -1719 | Terminal hat einen Fehler erhalten: "
-                                      u"Fenster (id 9) ungültig."_s;
-        QTest::newRow("no number")
-            << QByteArray("echo 'osascript: no such component' >&2\nexit 2\n")
-            << u"failure none | none"_s;
+            << fails("0:12: execution error: Terminal got an error: Not authorized to send Apple "
+                     "events to Terminal. (-1743)")
+            << u"failure -1743 | Terminal got an error: Not authorized to send Apple events to "
+               u"Terminal."_s;
+        QTest::newRow("syntax") << fails("228:236: syntax error: Expected end of line but found "
+                                         "\"}\". (-2741)")
+                                << u"failure -2741 | Expected end of line but found \"}\"."_s;
+        // Localised, with parentheses of its own: only the group at the very end is the number.
+        QTest::newRow("localised") << fails("41:67: execution error: Terminal a rencontré une "
+                                            "erreur : fenêtre (id 7) fermée. (-1728)")
+                                   << u"failure -1728 | Terminal a rencontré une erreur : fenêtre "
+                                      u"(id 7) fermée."_s;
+        QTest::newRow("lines before the report")
+            << fails("osascript[12:34] error: a framework warning (5)\n3:9: execution error: The "
+                     "real one. (-10004)")
+            << u"failure -10004 | The real one."_s;
+        QTest::newRow("parentheses, no number")
+            << fails("0:18: execution error: Something (went wrong)")
+            << u"failure none | Something (went wrong)"_s;
+        QTest::newRow("number, no message")
+            << fails("LSOpenURLsWithRole() failed (-10810)") << u"failure -10810 | none"_s;
+        QTest::newRow("no number at all")
+            << fails("osascript: no such component") << u"failure none | none"_s;
         QTest::newRow("killed") << QByteArray("kill -9 $$\n") << u"failure none | none"_s;
     }
-    void standInsAnswerThroughTheProcess()
+    void outcomes()
     {
         QFETCH(QByteArray, body);
         QFETCH(QString, expected);

@@ -2,7 +2,6 @@
 
 #include "Platform.h"
 
-#include <QByteArrayView>
 #include <QString>
 
 #include <chrono>
@@ -31,13 +30,6 @@ public:
 
     // Runs one script to its end, or to the deadline.
     AppleScriptOutcome execute(const QString &source) const;
-
-    // The result printed by osascript as a 32-bit integer: plain decimal only, anything else
-    // (text, a real such as 1.2E+9, a number out of range) is 0.
-    static std::int32_t resultValue(QByteArrayView standardOutput);
-    // The number and message of an error report such as
-    // "0:12: execution error: Terminal got an error: Not authorized … (-1743)".
-    static AppleScriptFailure failure(const QString &standardError);
 
 private:
     QString m_program;
