@@ -196,8 +196,7 @@ def case_new_user_xterm(s):
     # Past the step's move buttons (its delete is disabled: the only step) to Add Command.
     s.xdotool("key", "--window", editor, "Tab", "Tab", "Tab", "space")
     wait_until("a second step", lambda: commands() == [(first, 2), ("", 0)])
-    # Back over the new row's delete, move buttons and delay to its command.
-    s.xdotool("key", "--window", editor, *["shift+Tab"] * 5)
+    # Add Command leaves the cursor in the new row's command.
     s.xdotool("type", "--window", editor, second)
     wait_until("the second command in config.json",
                lambda: commands() == [(first, 2), (second, 0)])
