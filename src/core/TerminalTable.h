@@ -149,7 +149,9 @@ inline constexpr TerminalTraits terminalTable[] = {
      u"xfce4-terminal",
      TerminalStarter::bundledBinary,
      u"xfce4-terminal",
-     {u"--window", u"-x", windowShellPlaceholder, u"-ilc"}},
+     // Not --window: a first start would open its default window as well, empty. A plain
+     // request opens a window of its own, also through a running server.
+     {u"-x", windowShellPlaceholder, u"-ilc"}},
     {TerminalApp::mateTerminal,
      u"mateTerminal",
      u"MATE Terminal",

@@ -1,5 +1,8 @@
-// kitty and Alacritty started for real through LinuxPlatform and the runner on a private X server,
-// each window appending "<step> <time>" lines to a marker file.
+// Every terminal Corvane starts on X, opened for real through LinuxPlatform, BootTimeSleeper and
+// the runner on a private X server, each row with a session bus of its own and one private HOME.
+// Each window appends "<step> <shell pid> <time>" lines to a marker file; /proc tells where that
+// shell ends up.
+#include "AlertCatcher.h"
 #include "BootTimeSleeper.h"
 #include "LinuxPlatform.h"
 #include "TerminalRunner.h"
@@ -11,95 +14,205 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
 #include <unistd.h>
 
 using namespace corvane;
 using namespace corvane::testing;
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// Everything a row starts carries this variable with the row's value, the bus's services
+// included, however they detach: that is how the row finds what to stop.
+constexpr char rowVariable[] = "CORVANE_TEST_ROW";
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList lines(const QString &path)
+{
+    return QString::fromUtf8(readAll(path)).split(u'\n', Qt::SkipEmptyParts);
+}
+
+// How a window's shell stands: its argument vector, its standard input, and "<pgrp> <session>
+// <tpgid>" from /proc/<pid>/stat (the fields that follow "(comm) state ppid").
+QString shellState(const QString &pid)
+{
+    const QString proc = u"/proc/"_s + pid;
+    QByteArray stat = readAll(proc + u"/stat"_s);
+    stat = stat.mid(stat.lastIndexOf(')') + 2);
+    const QList<QByteArray> fields = stat.split(' ');
+    return QString::fromUtf8(readAll(proc + u"/cmdline"_s).replace('\0', ' ')) + u"< "_s +
+           QFile::symLinkTarget(proc + u"/fd/0"_s).section(u'/', 0, -2) + u' ' +
+           QString::fromLatin1(fields.value(2) + ' ' + fields.value(3) + ' ' + fields.value(5))
+               .replace(pid, u"self"_s);
+}
+
+QList<pid_t> processesOfRow(const QByteArray &row)
+{
+    const QByteArray entry = rowVariable + ('=' + row);
+    QList<pid_t> found;
+    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        bool number = false;
+        const pid_t pid = name.toInt(&number);
+        if (number && pid != ::getpid() &&
+            readAll(u"/proc/%1/environ"_s.arg(pid)).split('\0').contains(entry))
+            found.append(pid);
+    }
+    return found;
+}
+
+} // namespace
+
 class RealTerminalsTest final : public QObject {
     Q_OBJECT
 
     QProcess xvfb;
     QTemporaryDir dir;
+    QByteArray row;
+    int rootWindows = 0; // mapped top-level windows before any terminal: the root itself
 
-    static QStringList lines(const QString &path)
+    int windows() const
     {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly)
-                   ? QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)
-                   : QStringList();
+        QProcess search;
+        search.start(u"xdotool"_s, {u"search"_s, u"--maxdepth"_s, u"1"_s, u"--onlyvisible"_s,
+                                    u"--name"_s, QString()});
+        return search.waitForFinished() ? search.readAllStandardOutput().count('\n') : -1;
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        for (const QString &program : {u"Xvfb"_s, u"kitty"_s, u"alacritty"_s}) {
+        for (const QString &program : {u"Xvfb"_s, u"xdotool"_s, u"dbus-daemon"_s}) {
             if (QStandardPaths::findExecutable(program).isEmpty())
-                QSKIP("Needs Xvfb, kitty and alacritty");
+                QSKIP("Needs Xvfb, xdotool and dbus-daemon");
         }
+        // The windows run login shells: keep this user's profile, settings and servers out.
+        const QString home = dir.filePath(u"home"_s), runtime = dir.filePath(u"runtime"_s);
+        QVERIFY(QDir().mkpath(home) && QDir().mkpath(runtime));
+        QVERIFY(
+            QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        qputenv("HOME", QFile::encodeName(home));
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
+                                 "XDG_STATE_HOME", "WAYLAND_DISPLAY", "SESSION_MANAGER",
+                                 "QT_QPA_PLATFORM"}) // this test's own is offscreen already
+            qunsetenv(name);
+        qputenv("LC_ALL", "C.UTF-8"); // GNOME Terminal refuses other encodings
+
+        // --single-instance would otherwise join a kitty of this user on any display.
+        if (const QString kitty = QStandardPaths::findExecutable(u"kitty"_s); !kitty.isEmpty()) {
+            QVERIFY(writeExecutable(
+                dir.filePath(u"kitty"_s),
+                u"#!/bin/sh\nexec '%1' --instance-group corvane-test-%2 \"$@\"\n"_s.arg(kitty)
+                    .arg(::getpid())
+                    .toUtf8()));
+        }
+        qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
+
         // Xvfb picks a free display and writes its number to the descriptor named: stdout.
         xvfb.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s,
                                u"-nolisten"_s, u"tcp"_s});
         QTRY_VERIFY_WITH_TIMEOUT(xvfb.canReadLine(), 20000);
         qputenv("DISPLAY", ":" + xvfb.readLine().trimmed());
-
-        // --single-instance would otherwise join a kitty of this user on any display.
-        QVERIFY(writeExecutable(dir.filePath(u"kitty"_s),
-                                u"#!/bin/sh\nexec '%1' --instance-group corvane-test-%2 \"$@\"\n"_s
-                                    .arg(QStandardPaths::findExecutable(u"kitty"_s))
-                                    .arg(::getpid())
-                                    .toUtf8()));
-        qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
-        // The windows run login shells: keep this user's profile (and anything it locks) out.
-        QVERIFY(QDir(dir.path()).mkpath(u"home"_s));
-        qputenv("HOME", QFile::encodeName(dir.filePath(u"home"_s)));
+        rootWindows = windows();
+        QVERIFY(rootWindows > 0);
     }
 
-    void cleanupTestCase() // the terminals end with their X server
+    void cleanupTestCase()
     {
         xvfb.terminate();
         xvfb.waitForFinished(5000);
     }
 
-    void windowsRunTheirCommandsInOrder_data()
+    void init()
     {
-        QTest::addColumn<TerminalApp>("terminal");
-        QTest::newRow("kitty") << TerminalApp::kitty;
-        QTest::newRow("alacritty") << TerminalApp::alacritty;
+        row = QByteArray::number(::getpid()) + '-' + QTest::currentDataTag();
+        qputenv(rowVariable, row);
+        QProcess bus; // forks the daemon, prints its address and PID, and ends
+        bus.start(u"dbus-daemon"_s,
+                  {u"--session"_s, u"--fork"_s, u"--print-address=1"_s, u"--print-pid=1"_s});
+        QVERIFY(bus.waitForFinished(10000) && bus.exitCode() == 0);
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus.readAllStandardOutput().split('\n').value(0));
     }
 
-    void windowsRunTheirCommandsInOrder()
+    // Stops everything the row started by its PID: the terminals, their servers, the shells in
+    // their windows (interactive ones ignore SIGTERM) and the bus with what it activated.
+    void cleanup()
+    {
+        for (const int signal : {SIGTERM, SIGKILL}) {
+            for (const pid_t pid : processesOfRow(row))
+                ::kill(pid, signal);
+            if (QTest::qWaitFor([&] { return processesOfRow(row).isEmpty(); }, 5000))
+                break;
+        }
+        QVERIFY(processesOfRow(row).isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows, 10000);
+    }
+
+    void windowsRunTheirCommandsAndStayAtALoginShell_data()
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        for (const TerminalApp app :
+             {TerminalApp::kitty, TerminalApp::alacritty, TerminalApp::gnomeTerminal,
+              TerminalApp::konsole, TerminalApp::xfce4Terminal, TerminalApp::mateTerminal,
+              TerminalApp::tilix, TerminalApp::terminator, TerminalApp::xterm})
+            QTest::newRow(qPrintable(rawValue(app))) << app;
+    }
+
+    void windowsRunTheirCommandsAndStayAtALoginShell()
     {
         QFETCH(TerminalApp, terminal);
+        LinuxPlatform platform;
+        if (!platform.applicationLocation(bundleIdentifier(terminal)))
+            QSKIP("Not installed");
         const QString a = dir.filePath(QString::fromLatin1(QTest::currentDataTag()) + u"-a"_s);
         const QString b = a.chopped(1) + u'b';
         const auto mark = [](const QString &file, int n) {
-            return u"echo \"%1 $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
+            return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
         };
-        LinuxPlatform platform;
-        BootTimeSleeper sleeper;
-        TerminalRunner runner(platform, sleeper);
-        runner.runAll({terminal,
-                       {group(u"one"_s, {step(mark(a, 1), 1.5), step(u"   "_s, 30),
-                                         step(mark(a, 2)), step(mark(a, 3))}),
-                        group(u"two"_s, {step(mark(b, 1), 0.5), step(mark(b, 2))})}});
-        QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 10000);
-        QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 3, 60000);
-        QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 2, 60000);
-        // In order, and the packed sleeps kept: 1.5 s after the first command, 0.5 s in the second.
+        {
+            AlertCatcher alerts;
+            BootTimeSleeper sleeper;
+            TerminalRunner runner(platform, sleeper);
+            runner.runAll({terminal,
+                           {group(u"one"_s, {step(mark(a, 1), 1.5), step(u"   "_s, 30),
+                                             step(mark(a, 2)), step(mark(a, 3))}),
+                            group(u"two"_s, {step(mark(b, 1), 0.5), step(mark(b, 2))})}});
+            QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
+            QCOMPARE(alerts.seen, QStringList());
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 3, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 2, 20000);
+
+        // An interactive login shell on the window's terminal, leading its session with nothing
+        // in front of it: it waits at its prompt.
+        const QString atPrompt = platform.windowShell() + u" -il < /dev/pts self self self"_s;
+        // One shell per window ran its commands in order with the packed sleeps kept (1.5 s
+        // after the first command, 0.5 s in the second window), then became that login shell.
         for (const auto &[marks, order, gap] :
              {std::tuple(lines(a), u"123"_s, 1.5), std::tuple(lines(b), u"12"_s, 0.5)}) {
             QString steps;
-            for (const QString &line : marks)
+            QSet<QString> shells;
+            for (const QString &line : marks) {
                 steps += line.section(u' ', 0, 0);
+                shells.insert(line.section(u' ', 1, 1));
+            }
             QCOMPARE(steps, order);
+            QCOMPARE(shells.size(), 1);
             const double seen =
-                marks[1].section(u' ', 1).toDouble() - marks[0].section(u' ', 1).toDouble();
+                marks[1].section(u' ', 2).toDouble() - marks[0].section(u' ', 2).toDouble();
             QVERIFY2(seen >= gap, qPrintable(marks.join(u" | ")));
+            QTRY_COMPARE_WITH_TIMEOUT(shellState(*shells.begin()), atPrompt, 10000);
         }
+        // One window per group, no more.
+        QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows + 2, 10000);
     }
 };
 
-QTEST_GUILESS_MAIN(RealTerminalsTest)
+QTEST_MAIN(RealTerminalsTest)
 #include "tst_realterminals.moc"
