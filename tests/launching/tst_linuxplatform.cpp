@@ -1,5 +1,6 @@
 // LinuxPlatform and BootTimeSleeper for real: fake terminals on a private PATH that record how
 // they were started, a real QMessageBox and real timers.
+#include "AlertCatcher.h"
 #include "BootTimeSleeper.h"
 #include "FakeSleeper.h"
 #include "LinuxPlatform.h"
@@ -26,12 +27,14 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 // Each start leaves one file of NUL-terminated fields: working directory, $CORVANE_PROBE, the
-// mask of ignored signals, argv. Renamed into place, so a file that exists is complete.
+// mask of ignored signals, argv. Renamed into place, so a file that exists is complete. With
+// $CORVANE_RUN_WINDOW set it then acts as a terminal without a window: sh runs the window command.
 constexpr char recorder[] = R"sh(#!/bin/sh
 out="$CORVANE_RECORDS/.$$"
 { printf '%s\0' "$PWD" "$CORVANE_PROBE" "$(/bin/sed -n 's/^SigIgn:\t//p' /proc/$$/status)" "$0"
   for a in "$@"; do printf '%s\0' "$a"; done; } > "$out"
 /bin/mv "$out" "$CORVANE_RECORDS/record.$$"
+if [ -n "$CORVANE_RUN_WINDOW" ]; then for a in "$@"; do w=$a; done; exec /bin/sh -c "$w"; fi
 )sh";
 
 class LinuxPlatformTest final : public QObject {
@@ -77,8 +80,17 @@ private Q_SLOTS:
         qputenv("CORVANE_PROBE", "inherited");
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
         for (const QString &name :
-             {u"ghostty"_s, u"wezterm"_s, u"tabby"_s, u"warp-terminal"_s, u"xdg-open"_s})
+             {u"ghostty"_s, u"wezterm"_s, u"tabby"_s, u"warp-terminal"_s, u"xdg-open"_s,
+              u"gnome-terminal"_s, u"konsole"_s, u"xfce4-terminal"_s, u"mate-terminal"_s,
+              u"tilix"_s, u"terminator"_s, u"xterm"_s, u"foot"_s})
             QVERIFY(writeExecutable(bin.filePath(name), recorder));
+    }
+
+    void cleanup()
+    {
+        qunsetenv("TERMINAL");
+        qunsetenv("CORVANE_RUN_WINDOW");
+        QFile::remove(bin.filePath(u"x-terminal-emulator"_s));
     }
 
     // The terminals that are found are checked by the runs below.
@@ -133,7 +145,15 @@ private Q_SLOTS:
         const std::pair<TerminalApp, QString> cases[] = {
             {TerminalApp::ghostty, u"ghostty -e"_s},
             {TerminalApp::wezterm, u"wezterm start --always-new-process --"_s},
-            {TerminalApp::tabby, u"tabby run"_s}};
+            {TerminalApp::tabby, u"tabby run"_s},
+            {TerminalApp::gnomeTerminal, u"gnome-terminal --window --"_s},
+            {TerminalApp::konsole, u"konsole -e"_s},
+            {TerminalApp::xfce4Terminal, u"xfce4-terminal -x"_s},
+            {TerminalApp::mateTerminal, u"mate-terminal --window -x"_s},
+            {TerminalApp::tilix, u"tilix -a app-new-window -x"_s},
+            {TerminalApp::terminator, u"terminator -u -x"_s},
+            {TerminalApp::xterm, u"xterm -e"_s},
+            {TerminalApp::foot, u"foot"_s}};
         for (const auto &[terminal, head] : cases) {
             FakeSleeper sleeper;
             TerminalRunner runner(platform, sleeper);
@@ -158,6 +178,82 @@ private Q_SLOTS:
                  (QList<QStringList>{
                      start(u"xdg-open"_s, {u"warp://launch/"_s + QString::fromLatin1(path)})}));
         QVERIFY(sleeper.seconds.isEmpty() && QFile::exists(warpFile));
+    }
+
+    // A terminal that ends before the pause after its window is over ends the run when it failed;
+    // a clean exit (it handed the window to a running instance) lets the run go on, and a failure
+    // after the pause is not the run's.
+    void terminalEndingRightAfterStart()
+    {
+        qputenv("CORVANE_RUN_WINDOW", "1");
+        const QString launch = u"Couldn’t run your commands: Couldn’t launch GNOME Terminal: "_s;
+        using K = ProcessEnd::Kind;
+        const std::tuple<QStringList, int, QStringList, ProcessEnd> cases[] = {
+            {{u"exit 0"_s, u"/bin/sleep 2; exit 3"_s}, 2, {}, {K::exited, 3}},
+            {{u"exit 1"_s, u"exit 0"_s},
+             1,
+             {launch + u"it exited with status 1 right after starting. (error 0)"_s},
+             {K::exited, 1}},
+            {{u"kill -KILL $$"_s, u"exit 0"_s},
+             1,
+             {launch + u"it was stopped by signal 9 right after starting. (error 0)"_s},
+             {K::signalled, 9}},
+        };
+        for (const auto &[commands, started, alertsShown, lastEnd] : cases) {
+            QList<TabGroup> groups;
+            for (const QString &command : commands)
+                groups.append(group(command, {step(command)}));
+            AlertCatcher alerts;
+            BootTimeSleeper sleeper;
+            TerminalRunner runner(platform, sleeper);
+            runner.runAll({TerminalApp::gnomeTerminal, groups});
+            QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 10000);
+            QCOMPARE(alerts.seen.join(u"|"), alertsShown.join(u"|"));
+            QCOMPARE(takeRecords(started).size(), started);
+            QTRY_COMPARE_WITH_TIMEOUT(platform.endOfLastStarted(), std::optional(lastEnd), 10000);
+        }
+    }
+
+    // $TERMINAL's first word, then what Debian's x-terminal-emulator alternative links to in the
+    // end (a .wrapper counting as the terminal it wraps); names of no known terminal are left out.
+    void desktopsPreferredTerminals_data()
+    {
+        QTest::addColumn<QString>("terminal");    // null: unset
+        QTest::addColumn<QString>("alternative"); // empty: none
+        QTest::addColumn<QStringList>("expected");
+        const QString kitty = u"net.kovidgoyal.kitty"_s, konsole = u"org.kde.konsole"_s;
+        QTest::newRow("neither") << QString() << QString() << QStringList();
+        QTest::newRow("arguments") << u"kitty -1 --class x"_s << QString() << QStringList{kitty};
+        QTest::newRow("path") << u"/opt/kde/bin/konsole"_s << QString() << QStringList{konsole};
+        QTest::newRow("unknown") << u"urxvt"_s << u"st"_s << QStringList();
+        QTest::newRow("wrapper") << QString() << u"gnome-terminal.wrapper"_s
+                                 << QStringList{u"org.gnome.Terminal"_s};
+        QTest::newRow("plain") << u""_s << u"tilix"_s << QStringList{u"com.gexperts.Tilix"_s};
+        QTest::newRow("both") << u"kitty"_s << u"xfce4-terminal.wrapper"_s
+                              << QStringList{kitty, u"xfce4-terminal"_s};
+        QTest::newRow("same") << u"  foot  "_s << u"foot"_s
+                              << QStringList{u"org.codeberg.dnkl.foot"_s};
+        QTest::newRow("unknown first") << u"st -e"_s << u"konsole"_s << QStringList{konsole};
+    }
+
+    void desktopsPreferredTerminals()
+    {
+        QFETCH(QString, terminal);
+        QFETCH(QString, alternative);
+        QFETCH(QStringList, expected);
+        if (!terminal.isNull())
+            qputenv("TERMINAL", terminal.toUtf8());
+        // As on Debian: /usr/bin/x-terminal-emulator -> /etc/alternatives/x-terminal-emulator ->
+        // the terminal's executable, which lies off PATH.
+        QTemporaryDir elsewhere;
+        if (!alternative.isEmpty()) {
+            const QString target = elsewhere.filePath(alternative);
+            const QString alternatives = elsewhere.filePath(u"x-terminal-emulator"_s);
+            QVERIFY(writeExecutable(target, "#!/bin/sh\n"));
+            QVERIFY(QFile::link(target, alternatives) &&
+                    QFile::link(alternatives, bin.filePath(u"x-terminal-emulator"_s)));
+        }
+        QCOMPARE(platform.preferredTerminals(), expected);
     }
 
     void bootTimeWaitKeepsTheLoopServingAndIsNeverShort()
