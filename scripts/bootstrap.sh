@@ -13,6 +13,8 @@ PACKAGES="
   bash zsh dash
   xvfb xauth xdotool trayer x11-utils imagemagick
   kitty alacritty
+  gnome-terminal konsole xfce4-terminal mate-terminal tilix terminator xterm foot
+  dbus dbus-x11
   openssh-server openssh-client
   desktop-file-utils dpkg-dev file
   fonts-dejavu-core
