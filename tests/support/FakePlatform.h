@@ -31,7 +31,6 @@ public:
     QHash<QString, QString> installed; // bundle identifier -> location
     QString shell = u"/bin/zsh"_s;
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
-    QHash<int, ProcessEnd> earlyEnds;         // the n-th started process has ended so
     bool typesIntoTerminals = true;           // macOS unless a test says otherwise
     bool templateTrayIcon = false;            // trayIconIsTemplate()
     QStringList preferred;                    // preferredTerminals()
@@ -71,11 +70,8 @@ public:
         const int index = m_starts++;
         return startFailures.contains(index) ? std::optional(startFailures[index]) : std::nullopt;
     }
-    std::optional<ProcessEnd> endOfLastStarted() override
-    {
-        return earlyEnds.contains(m_starts - 1) ? std::optional(earlyEnds[m_starts - 1])
-                                                : std::nullopt;
-    }
+    // Started processes keep running; real early exits are tried against LinuxPlatform.
+    std::optional<ProcessEnd> endOfLastStarted() override { return std::nullopt; }
     bool canTypeIntoTerminals() const override { return typesIntoTerminals; }
     QStringList preferredTerminals() const override { return preferred; }
     bool trayIconIsTemplate() const override { return templateTrayIcon; }
