@@ -1,4 +1,6 @@
+#include "CommandLine.h"
 #include "ConfigStore.h"
+#include "DryRun.h"
 #include "SingleInstance.h"
 #include "SystemPlatform.h"
 #include "TerminalRunner.h"
@@ -10,11 +12,53 @@
 
 #include <cstdio>
 
-int main(int argc, char *argv[])
+namespace {
+
+using corvane::CommandLine;
+using corvane::instance::Reply;
+using corvane::instance::Request;
+
+void print(std::FILE *stream, const QString &text)
 {
-    // Qt aborts without a display; say why in one line instead.
+    std::fputs(text.toUtf8().constData(), stream);
+}
+
+void complain(const QString &line)
+{
+    print(stderr, QStringLiteral("corvane: ") + line + u'\n');
+}
+
+// A later start's exit status: 0 once the running Corvane took the request.
+int report(const Reply &reply)
+{
+    if (reply.ok)
+        return 0;
+    complain(reply.reason);
+    return 1;
+}
+
+std::optional<QString> refusalText(const std::optional<corvane::RunRefusal> &refusal)
+{
+    if (!refusal)
+        return std::nullopt;
+    return *refusal == corvane::RunRefusal::alreadyRunning ? CommandLine::alreadyRunningText()
+                                                           : CommandLine::nothingToRunText();
+}
+
+// The tray application, or a hand-over to the one already running.
+int runInstance(int argc, char *argv[], CommandLine::Action action)
+{
+    const Request request = action == CommandLine::Action::run ? Request::run : Request::edit;
+    const std::unique_ptr<corvane::Platform> platform = corvane::makeSystemPlatform();
+
+    // Qt aborts without a display. A running Corvane can still take the request (from a script
+    // or an SSH session); otherwise say why in one line.
     if (const auto problem = corvane::graphicalSessionProblem()) {
-        std::fprintf(stderr, "corvane: %s\n", qPrintable(*problem));
+        const QCoreApplication app(argc, argv);
+        corvane::SingleInstance instance(platform->applicationSupportDirectory());
+        if (const auto reply = instance.handOver(request))
+            return report(*reply);
+        complain(*problem);
         return 1;
     }
 
@@ -24,12 +68,10 @@ int main(int argc, char *argv[])
     // Closing the editor must not end a tray application (the fallback window quits itself).
     QApplication::setQuitOnLastWindowClosed(false);
 
-    const std::unique_ptr<corvane::Platform> platform = corvane::makeSystemPlatform();
     const QString supportDirectory = platform->applicationSupportDirectory();
-
     corvane::SingleInstance instance(supportDirectory);
-    if (!instance.claim())
-        return 0;
+    if (const auto reply = instance.handOverOrClaim(request))
+        return report(*reply);
 
     corvane::UpdateChecker updater(corvane::updateFeedUrl(), corvane::currentAppVersion());
     const std::unique_ptr<corvane::Sleeper> sleeper = corvane::makeSystemSleeper();
@@ -37,8 +79,69 @@ int main(int argc, char *argv[])
     corvane::TerminalRunner runner(*platform, *sleeper);
 
     corvane::TrayShell shell(store, runner, updater, *platform);
-    QObject::connect(&instance, &corvane::SingleInstance::activationRequested, &shell,
-                     &corvane::TrayShell::showEditor);
+    corvane::MenuView &menu = shell.menuView();
+    instance.setHandler([&](Request received, const corvane::SingleInstance::Answer &answer) {
+        if (received == Request::edit) {
+            answer({});
+            shell.showEditor();
+            return;
+        }
+        if (const auto refused = refusalText(menu.runRefusal())) {
+            answer({false, *refused});
+            return;
+        }
+        // Answered first: the run may hold the answer back behind an alert.
+        answer({});
+        menu.startRun();
+    });
     shell.start();
+
+    if (action == CommandLine::Action::edit)
+        shell.showEditor();
+    if (action == CommandLine::Action::run) {
+        // This process stays in the tray whatever happens; a refusal is only reported.
+        if (const auto refused = refusalText(menu.runRefusal()))
+            complain(*refused);
+        else
+            menu.startRun();
+    }
     return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const CommandLine command = CommandLine::parse(arguments);
+
+    switch (command.action) {
+    case CommandLine::Action::help:
+        print(stdout, CommandLine::helpText());
+        return 0;
+    case CommandLine::Action::version:
+        print(stdout, QStringLiteral("Corvane ") + corvane::currentAppVersion() + u'\n');
+        return 0;
+    case CommandLine::Action::usageError:
+        complain(command.error);
+        print(stderr, CommandLine::usageLine() + u'\n');
+        return 2;
+    case CommandLine::Action::dryRun: {
+        // No display needed: nothing is shown.
+        const QCoreApplication app(argc, argv);
+        const std::unique_ptr<corvane::Platform> platform = corvane::makeSystemPlatform();
+        const corvane::DryRunOutput output = corvane::dryRun(*platform);
+        print(stdout, output.out);
+        if (!output.err.isEmpty())
+            complain(output.err);
+        return output.status;
+    }
+    case CommandLine::Action::tray:
+    case CommandLine::Action::run:
+    case CommandLine::Action::edit:
+        break;
+    }
+    return runInstance(argc, argv, command.action);
 }

@@ -18,4 +18,8 @@ struct AppConfig {
     friend bool operator==(const AppConfig &, const AppConfig &) = default;
 };
 
+// True when some step holds a non-blank command: there is something to run. Custom packed
+// commands do not count.
+bool hasCommands(const AppConfig &config);
+
 } // namespace corvane

@@ -64,7 +64,13 @@ QString AppleScriptDriver::openScript(const QString &command, TerminalApp termin
 QString AppleScriptDriver::runScript(const QString &command, std::int64_t windowId,
                                      TerminalApp terminal)
 {
-    return fill(scriptable(terminal).runScript, literal(command), QString::number(windowId));
+    return runScript(command, QString::number(windowId), terminal);
+}
+
+QString AppleScriptDriver::runScript(const QString &command, const QString &windowId,
+                                     TerminalApp terminal)
+{
+    return fill(scriptable(terminal).runScript, literal(command), windowId);
 }
 
 std::variant<std::int64_t, ScriptError> AppleScriptDriver::openWindowAndRun(const QString &command,

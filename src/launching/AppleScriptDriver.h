@@ -24,6 +24,8 @@ public:
     static QString literal(const QString &command);
     static QString openScript(const QString &command, TerminalApp terminal);
     static QString runScript(const QString &command, std::int64_t windowId, TerminalApp terminal);
+    // The same with the window named by any text, for showing a script whose window is not open.
+    static QString runScript(const QString &command, const QString &windowId, TerminalApp terminal);
 
     // Opens a new window running `command`; gives the new window's identifier.
     std::variant<std::int64_t, ScriptError> openWindowAndRun(const QString &command,

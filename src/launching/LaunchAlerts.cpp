@@ -28,10 +28,16 @@ void LaunchAlerts::showAlert(const ScriptError &error)
 
 void LaunchAlerts::showNotInstalledAlert(TerminalApp terminal)
 {
+    const auto [message, informative] = notInstalledText(terminal);
+    m_platform.showAlert(message, informative);
+}
+
+std::pair<QString, QString> LaunchAlerts::notInstalledText(TerminalApp terminal)
+{
     const QString name = displayName(terminal);
-    m_platform.showAlert(name + u" isn’t installed"_s, u"Pick a different terminal app in Edit "
-                                                       u"Commands…, or install "_s +
-                                                           name + u" and try again."_s);
+    return {name + u" isn’t installed"_s,
+            u"Pick a different terminal app in Edit Commands…, or install "_s + name +
+                u" and try again."_s};
 }
 
 } // namespace corvane

@@ -3,6 +3,8 @@
 #include "ScriptError.h"
 #include "TerminalApp.h"
 
+#include <utility>
+
 namespace corvane {
 
 class Platform;
@@ -18,6 +20,8 @@ public:
     // The permission alert for automationDenied, the failure alert for everything else.
     void showAlert(const ScriptError &error);
     void showNotInstalledAlert(TerminalApp terminal);
+    // The not-installed alert's message and informative text.
+    static std::pair<QString, QString> notInstalledText(TerminalApp terminal);
 
 private:
     Platform &m_platform;

@@ -5,52 +5,27 @@
 #include "PackedCommandBuilder.h"
 #include "PackedWindowLauncher.h"
 #include "Platform.h"
+#include "RunSteps.h"
 #include "Sleeper.h"
 #include "WarpLauncher.h"
-#include "Whitespace.h"
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <variant>
 
 namespace corvane {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 // How a strategy ended: it went through every group, a step failed, or a wait was cancelled.
 struct Completed {};
 struct Cancelled {};
 using Ending = std::variant<Completed, ScriptError, Cancelled>;
-
-constexpr double firstCommandFloor = 0.5;
-constexpr double laterCommandFloor = 0.3;
-constexpr auto packedWindowPause = 800ms;
-// Far beyond any real delay, yet well inside what a nanosecond count can hold.
-constexpr double longestWaitSeconds = 1e9;
-
-// The wait after a command: the user's delay raised to the floor. Delays that are not numbers
-// count as the floor, and absurdly long ones are cut to longestWaitSeconds. Rounded up so that
-// a wait is never shorter than asked.
-std::chrono::nanoseconds waitAfter(double delay, double floor)
-{
-    const double seconds =
-        std::isfinite(delay) ? std::clamp(delay, floor, longestWaitSeconds) : floor;
-    return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
-}
 
 QCoro::Task<Ending> runAppleScriptGroups(const AppConfig &config, Platform &platform,
                                          Sleeper &sleeper)
 {
     AppleScriptDriver driver(platform);
     for (const TabGroup &group : config.groups) {
-        QList<CommandStep> steps;
-        for (const CommandStep &step : group.commands) {
-            if (!isBlank(step.command))
-                steps.append(step);
-        }
+        const QList<CommandStep> steps = runsteps::nonBlankSteps(group);
         if (steps.isEmpty())
             continue;
 
@@ -59,13 +34,15 @@ QCoro::Task<Ending> runAppleScriptGroups(const AppConfig &config, Platform &plat
         if (auto *error = std::get_if<ScriptError>(&opened))
             co_return std::move(*error);
         const std::int64_t windowId = std::get<std::int64_t>(opened);
-        if (!co_await sleeper.sleepFor(waitAfter(steps.first().delayAfter, firstCommandFloor)))
+        if (!co_await sleeper.sleepFor(
+                runsteps::waitAfter(steps.first().delayAfter, runsteps::firstCommandFloor)))
             co_return Cancelled{};
 
         for (qsizetype i = 1; i < steps.size(); ++i) {
             if (auto error = driver.run(steps.at(i).command, windowId, config.terminalApp))
                 co_return std::move(*error);
-            if (!co_await sleeper.sleepFor(waitAfter(steps.at(i).delayAfter, laterCommandFloor)))
+            if (!co_await sleeper.sleepFor(
+                    runsteps::waitAfter(steps.at(i).delayAfter, runsteps::laterCommandFloor)))
                 co_return Cancelled{};
         }
     }
@@ -81,8 +58,7 @@ QCoro::Task<Ending> runPackedGroups(const AppConfig &config, Platform &platform,
             continue;
         if (auto error = launcher.launchPackedWindow(script, config.terminalApp))
             co_return std::move(*error);
-        // Gives each terminal time to put up its window before the next one is asked for.
-        if (!co_await sleeper.sleepFor(packedWindowPause))
+        if (!co_await sleeper.sleepFor(runsteps::packedWindowPause))
             co_return Cancelled{};
         if (auto error = launcher.failureRightAfterStart(config.terminalApp))
             co_return std::move(*error);
@@ -92,12 +68,7 @@ QCoro::Task<Ending> runPackedGroups(const AppConfig &config, Platform &platform,
 
 Ending runWarpGroups(const AppConfig &config, Platform &platform)
 {
-    QList<WarpWindow> windows;
-    for (const TabGroup &group : config.groups) {
-        QString script = PackedCommandBuilder::effectiveCommand(group);
-        if (!script.isEmpty())
-            windows.append({group.name, std::move(script)});
-    }
+    const QList<WarpWindow> windows = runsteps::warpWindows(config);
     if (windows.isEmpty())
         return Completed{};
     if (auto error = WarpLauncher(platform).launchWarp(windows))

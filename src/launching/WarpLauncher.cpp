@@ -4,7 +4,6 @@
 
 #include <QDir>
 #include <QSaveFile>
-#include <QUrl>
 
 namespace corvane {
 
@@ -76,6 +75,11 @@ QByteArray WarpLauncher::percentEncodedPath(const QString &path)
     return encoded;
 }
 
+QUrl WarpLauncher::launchUrl(const QString &path)
+{
+    return QUrl(QString::fromLatin1("warp://launch/" + percentEncodedPath(path)), QUrl::StrictMode);
+}
+
 std::optional<ScriptError> WarpLauncher::launchWarp(const QList<WarpWindow> &windows)
 {
     const QString supportDirectory = m_platform.applicationSupportDirectory();
@@ -91,8 +95,7 @@ std::optional<ScriptError> WarpLauncher::launchWarp(const QList<WarpWindow> &win
     if (!written)
         return ScriptError{0, u"Couldn’t write the Warp launch file: "_s + file.errorString()};
 
-    const QUrl url(QString::fromLatin1("warp://launch/" + percentEncodedPath(path)),
-                   QUrl::StrictMode);
+    const QUrl url = launchUrl(path);
     if (!url.isValid())
         return ScriptError{0, QStringLiteral("Couldn’t build the Warp launch URL.")};
     m_platform.openUrl(url);

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -32,6 +33,8 @@ public:
     // The path's UTF-8 bytes with everything outside Foundation's urlPathAllowed set written as
     // %XX (upper-case hex).
     static QByteArray percentEncodedPath(const QString &path);
+    // The warp://launch/ URL that opens the launch file at `path`; invalid when none can be made.
+    static QUrl launchUrl(const QString &path);
 
     // Writes the launch file (owner-only) and hands its warp://launch/ URL to the system.
     std::optional<ScriptError> launchWarp(const QList<WarpWindow> &windows);

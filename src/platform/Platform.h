@@ -38,6 +38,9 @@ struct AppleScriptFailure {
 // std::monostate: the script could not even be turned into a script object.
 using AppleScriptOutcome = std::variant<std::monostate, AppleScriptResult, AppleScriptFailure>;
 
+// Whether Corvane starts when the user logs in, and whether it then runs the startup commands.
+enum class LoginStart { off, start, startAndRun };
+
 // Everything Corvane needs from the operating system. This is the only seam that knows whether
 // it runs on Linux or macOS; everything above it is written against this interface.
 class Platform {
@@ -93,6 +96,13 @@ public:
     // Whether the tray icon is a monochrome template that the system tints for a light or dark
     // menu bar (macOS) rather than a coloured theme icon.
     virtual bool trayIconIsTemplate() const = 0;
+
+    // How Corvane starts at login, read from the system every time (an XDG autostart entry on
+    // Linux, a login item on macOS), so that a change made elsewhere shows.
+    virtual LoginStart loginStart() const = 0;
+    // Makes Corvane start at login (startAndRun: with its `run` command), or not; gives the
+    // system's reason when that fails.
+    virtual std::optional<QString> setLoginStart(LoginStart start) = 0;
 };
 
 } // namespace corvane

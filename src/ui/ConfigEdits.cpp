@@ -2,7 +2,6 @@
 
 #include "Platform.h"
 #include "TerminalTable.h"
-#include "Whitespace.h"
 
 #include <algorithm>
 
@@ -67,17 +66,6 @@ bool editGroup(AppConfig &config, const QUuid &id, const std::function<void(TabG
         if (group.id == id) {
             edit(group);
             return true;
-        }
-    }
-    return false;
-}
-
-bool hasCommands(const AppConfig &config)
-{
-    for (const TabGroup &group : config.groups) {
-        for (const CommandStep &step : group.commands) {
-            if (!isBlank(step.command))
-                return true;
         }
     }
     return false;

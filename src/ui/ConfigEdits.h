@@ -30,9 +30,6 @@ void addStep(QList<CommandStep> &steps);
 // Applies `edit` to the group with this id; false when there is none.
 bool editGroup(AppConfig &config, const QUuid &id, const std::function<void(TabGroup &)> &edit);
 
-// True when some step holds a non-blank command. Custom packed commands do not count.
-bool hasCommands(const AppConfig &config);
-
 // The terminals found on this machine, in the order they are offered.
 QList<TerminalApp> installedTerminals(const Platform &platform);
 // The terminals to fall back on, in order, when the chosen one is not installed: none where

@@ -4,6 +4,7 @@
 #include "ConfigEdits.h"
 #include "ConfigStore.h"
 #include "GroupEditor.h"
+#include "LoginOptions.h"
 #include "PackedCommandBuilder.h"
 #include "Platform.h"
 #include "TerminalTable.h"
@@ -68,7 +69,7 @@ QColor mintBackground(const QPalette &palette)
 
 } // namespace
 
-EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *parent)
+EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     : QWidget(parent), m_store(store), m_platform(platform), m_scroll(new QScrollArea(this)),
       m_pickerRow(new QWidget), m_picker(new QComboBox), m_notice(new WrappingLabel),
       m_cardsLayout(new QVBoxLayout)
@@ -169,6 +170,7 @@ EditorView::EditorView(ConfigStore &store, const Platform &platform, QWidget *pa
     saved->setObjectName(QStringLiteral("savedNote"));
     footer->addWidget(saved);
     footer->addStretch(1);
+    footer->addWidget(new LoginOptions(m_platform, this));
     outer->addLayout(footer);
 
     connect(&m_store, &ConfigStore::configChanged, this, &EditorView::onConfigChanged);

@@ -26,7 +26,7 @@ class EditorView final : public QWidget {
     Q_DISABLE_COPY_MOVE(EditorView)
 
 public:
-    EditorView(ConfigStore &store, const Platform &platform, QWidget *parent = nullptr);
+    EditorView(ConfigStore &store, Platform &platform, QWidget *parent = nullptr);
 
     // The cards in the order shown.
     QList<GroupEditor *> groupEditors() const;
@@ -43,7 +43,7 @@ private:
     GroupEditor *makeCard(const QUuid &id);
 
     ConfigStore &m_store;
-    const Platform &m_platform;
+    Platform &m_platform;
     // Saving follows the window's visibility: only changes made while it is shown are written.
     bool m_saving = false;
 

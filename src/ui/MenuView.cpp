@@ -1,6 +1,5 @@
 #include "MenuView.h"
 
-#include "ConfigEdits.h"
 #include "ConfigStore.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
@@ -46,12 +45,21 @@ QList<QAction *> MenuView::entries()
     return {&m_run, &m_edit, &m_separator, &m_checkForUpdates, &m_quit};
 }
 
-void MenuView::refresh()
+std::optional<RunRefusal> MenuView::runRefusal() const
 {
     // A run under way decides alone; the configuration is not even scanned then.
-    const bool running = m_runner.isRunning();
-    m_run.setText(running ? QStringLiteral("Running…") : QStringLiteral("Run Startup Commands"));
-    m_run.setEnabled(!running && edits::hasCommands(m_store.config()));
+    if (m_runner.isRunning())
+        return RunRefusal::alreadyRunning;
+    if (!hasCommands(m_store.config()))
+        return RunRefusal::nothingToRun;
+    return std::nullopt;
+}
+
+void MenuView::refresh()
+{
+    m_run.setText(m_runner.isRunning() ? QStringLiteral("Running…")
+                                       : QStringLiteral("Run Startup Commands"));
+    m_run.setEnabled(!runRefusal());
     m_checkForUpdates.setEnabled(m_updater.canCheckForUpdates());
 }
 

@@ -10,7 +10,7 @@
 namespace corvane {
 
 TrayShell::TrayShell(ConfigStore &store, TerminalRunner &runner, UpdateChecker &updater,
-                     const Platform &platform, QObject *parent)
+                     Platform &platform, QObject *parent)
     : QObject(parent), m_store(store), m_platform(platform), m_menuView(store, runner, updater)
 {
     m_menu.setObjectName(QStringLiteral("trayMenu"));

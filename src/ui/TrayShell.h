@@ -25,7 +25,7 @@ class TrayShell final : public QObject {
 
 public:
     TrayShell(ConfigStore &store, TerminalRunner &runner, UpdateChecker &updater,
-              const Platform &platform, QObject *parent = nullptr);
+              Platform &platform, QObject *parent = nullptr);
     ~TrayShell() override;
 
     // Shows the tray icon, or the fallback window until a tray turns up.
@@ -43,7 +43,7 @@ private:
     void dockWhenTrayAppears();
 
     ConfigStore &m_store;
-    const Platform &m_platform;
+    Platform &m_platform;
     MenuView m_menuView;
     QMenu m_menu;
     QSystemTrayIcon m_tray;

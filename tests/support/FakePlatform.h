@@ -36,6 +36,8 @@ public:
     QStringList preferred;                    // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
     std::function<void()> onAlert;            // runs while the alert is "on screen"
+    LoginStart login = LoginStart::off;       // loginStart()
+    std::optional<QString> loginFailure;      // setLoginStart fails so and changes nothing
     QList<Call> calls;
 
     void install(const QString &id, const QString &at = {})
@@ -90,6 +92,14 @@ public:
         calls.append({u"alert"_s, {title, text}});
         if (onAlert)
             onAlert();
+    }
+    LoginStart loginStart() const override { return login; }
+    std::optional<QString> setLoginStart(LoginStart start) override
+    {
+        calls.append({u"setLoginStart"_s, {QString::number(int(start))}});
+        if (!loginFailure)
+            login = start;
+        return loginFailure;
     }
 
 private:

@@ -1,8 +1,10 @@
 #include "LinuxPlatform.h"
 
+#include "AutostartEntry.h"
 #include "TerminalTable.h"
 #include "WarningAlert.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
@@ -134,6 +136,17 @@ void LinuxPlatform::showAlert(const QString &messageText, const QString &informa
 bool LinuxPlatform::trayIconIsTemplate() const
 {
     return false;
+}
+
+LoginStart LinuxPlatform::loginStart() const
+{
+    return AutostartEntry::read(AutostartEntry::path());
+}
+
+std::optional<QString> LinuxPlatform::setLoginStart(LoginStart start)
+{
+    return AutostartEntry::write(AutostartEntry::path(), start,
+                                 QCoreApplication::applicationFilePath());
 }
 
 } // namespace corvane

@@ -32,6 +32,9 @@ public:
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
     bool trayIconIsTemplate() const override;
+    // The entry $XDG_CONFIG_HOME/autostart/corvane.desktop, starting this very executable.
+    LoginStart loginStart() const override;
+    std::optional<QString> setLoginStart(LoginStart start) override;
 
 private:
     DetachedSpawner m_spawner;

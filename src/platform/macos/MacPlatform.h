@@ -21,6 +21,11 @@ public:
         std::function<std::optional<QString>(const QString &bundleIdentifier)> findApplication;
         // Makes Corvane the active application.
         std::function<void()> activate;
+        // The login item: how Corvane starts at login, and the change of it (the system's
+        // reason when that fails). Not written yet: without them Corvane does not start at
+        // login and says so when asked to.
+        std::function<LoginStart()> loginItem;
+        std::function<std::optional<QString>(LoginStart)> setLoginItem;
         QString open = QStringLiteral("/usr/bin/open");
         QString osascript = QStringLiteral("/usr/bin/osascript");
         std::chrono::milliseconds scriptDeadline = OsascriptExecutor::defaultDeadline;
@@ -45,6 +50,8 @@ public:
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
     bool trayIconIsTemplate() const override;
+    LoginStart loginStart() const override;
+    std::optional<QString> setLoginStart(LoginStart start) override;
 
 private:
     System m_system;

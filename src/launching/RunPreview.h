@@ -1,0 +1,59 @@
+#pragma once
+
+#include "AppConfig.h"
+#include "Platform.h"
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <chrono>
+#include <optional>
+
+namespace corvane {
+
+// What a run of a configuration would do, built by the launchers' own code with nothing started,
+// typed or written, so that it can be shown instead (`corvane run --dry-run`).
+class RunPreview final {
+public:
+    // One AppleScript handed to Terminal or iTerm2, and the wait after it.
+    struct Script {
+        QString source;
+        std::chrono::nanoseconds waitAfter{};
+    };
+    // The scripts of one Terminal or iTerm2 window: the one that opens it, then one per command
+    // typed into it. The window's id is not known before it opens, so they name it "{window}".
+    struct ScriptedWindow {
+        QString name;
+        QList<Script> scripts;
+    };
+    // The Warp launch file that would be written and the URL that would open it.
+    struct WarpLaunch {
+        QString filePath;
+        QString fileText;
+        QUrl url;
+    };
+
+    // The run of `config` as it would go with the terminals installed now.
+    static RunPreview of(const AppConfig &config, Platform &platform);
+
+    // What the run would show instead of opening windows (the terminal is not installed), in one
+    // line; empty when it would go ahead.
+    QString problem;
+    QList<ProcessCommand> processes;       // packed-script terminals: one per window
+    QList<ScriptedWindow> scriptedWindows; // Terminal and iTerm2
+    std::optional<WarpLaunch> warp;        // Warp: every window at once
+
+    // The preview for a person or a shell: for packed-script terminals one line per window, the
+    // program and its arguments quoted for POSIX shells so that the line can be pasted into one;
+    // for Warp the launch file's path (as a comment), its text and the URL; for Terminal and
+    // iTerm2 each script, after a comment that says what it does and the wait that follows it.
+    // An argument that holds a line break keeps it inside its quotes.
+    QString text() const;
+
+    // `word` as one word for a POSIX shell: as it is when it holds nothing a shell would
+    // interpret, else in single quotes.
+    static QString shellQuoted(const QString &word);
+};
+
+} // namespace corvane
