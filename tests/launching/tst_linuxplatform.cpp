@@ -1,6 +1,7 @@
 // LinuxPlatform and BootTimeSleeper for real: fake terminals on a private PATH that record how
 // they were started, a real QMessageBox and real timers.
 #include "AlertCatcher.h"
+#include "AutostartEntry.h"
 #include "BootTimeSleeper.h"
 #include "FakeSleeper.h"
 #include "LinuxPlatform.h"
@@ -14,6 +15,7 @@
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -69,6 +71,12 @@ class LinuxPlatformTest final : public QObject {
     QStringList start(const QString &name, const QStringList &arguments)
     {
         return QStringList{QDir::currentPath(), u"inherited"_s, bin.filePath(name)} + arguments;
+    }
+
+    // Looked up outside PATH, which holds only the fakes.
+    static QString desktopFileValidate()
+    {
+        return QStandardPaths::findExecutable(u"desktop-file-validate"_s, {u"/usr/bin"_s});
     }
 
 private Q_SLOTS:
@@ -254,6 +262,86 @@ private Q_SLOTS:
                     QFile::link(alternatives, bin.filePath(u"x-terminal-emulator"_s)));
         }
         QCOMPARE(platform.preferredTerminals(), expected);
+    }
+
+    // The autostart entry is the setting: written, read back, validated, removed.
+    void loginStartIsTheAutostartEntry()
+    {
+        const QString validator = desktopFileValidate();
+        if (validator.isEmpty())
+            QSKIP("desktop-file-validate is not installed (Debian: desktop-file-utils)");
+        const QString path = config.filePath(u"autostart/corvane.desktop"_s);
+        const QString self = AutostartEntry::execArgument(QCoreApplication::applicationFilePath());
+        const auto contents = [&] {
+            QFile file(path);
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        };
+        QCOMPARE(platform.loginStart(), LoginStart::off);
+        for (LoginStart wanted : {LoginStart::start, LoginStart::startAndRun, LoginStart::start,
+                                  LoginStart::off, LoginStart::startAndRun, LoginStart::off}) {
+            QCOMPARE(platform.setLoginStart(wanted), std::nullopt);
+            QCOMPARE(platform.loginStart(), wanted);
+            QCOMPARE(QFile::exists(path), wanted != LoginStart::off);
+            if (wanted == LoginStart::off)
+                continue;
+            QProcess validate;
+            validate.start(validator, {path});
+            QVERIFY(validate.waitForFinished());
+            QVERIFY2(validate.exitCode() == 0 && validate.readAll().isEmpty(),
+                     qPrintable(QString::fromUtf8(validate.readAllStandardError())));
+            const QString exec = wanted == LoginStart::startAndRun ? self + u" run"_s : self;
+            QVERIFY2(contents().contains(u"\nExec="_s + exec + u'\n'), qPrintable(contents()));
+        }
+
+        // Desktops turn an entry off by marking it, not by removing it.
+        for (const QString &mark : {u"Hidden=true"_s, u"X-GNOME-Autostart-enabled=false"_s}) {
+            QCOMPARE(platform.setLoginStart(LoginStart::startAndRun), std::nullopt);
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::Append));
+            file.write(mark.toUtf8() + '\n');
+            file.close();
+            QCOMPARE(platform.loginStart(), LoginStart::off);
+        }
+        QCOMPARE(platform.setLoginStart(LoginStart::off), std::nullopt);
+
+        // A folder that cannot be made is reported, and nothing is set.
+        QFile blocker(config.filePath(u"autostart"_s));
+        QVERIFY(QDir(blocker.fileName()).removeRecursively() && blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        QVERIFY(platform.setLoginStart(LoginStart::start).has_value());
+        QCOMPARE(platform.loginStart(), LoginStart::off);
+        QVERIFY(blocker.remove());
+    }
+
+    // Exec arguments are quoted as desktop entries require, and the result still validates.
+    void execArgumentsAreQuoted_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<QString>("written");
+        QTest::newRow("plain") << u"/usr/bin/corvane"_s << u"/usr/bin/corvane"_s;
+        QTest::newRow("space") << u"/opt/my apps/corvane"_s << u"\"/opt/my apps/corvane\""_s;
+        QTest::newRow("percent") << u"/opt/100%/corvane"_s << u"/opt/100%%/corvane"_s;
+        // Escaped once for the quotes, then every backslash again for the string value.
+        QTest::newRow("quote, dollar, backslash")
+            << u"/o\"p$t\\c"_s << u"\"/o\\\\\"p\\\\$t\\\\\\\\c\""_s;
+        QTest::newRow("single quote") << u"/it's/corvane"_s << u"\"/it's/corvane\""_s;
+    }
+
+    void execArgumentsAreQuoted()
+    {
+        QFETCH(QString, argument);
+        QFETCH(QString, written);
+        QCOMPARE(AutostartEntry::execArgument(argument), written);
+        const QString validator = desktopFileValidate();
+        if (validator.isEmpty())
+            return;
+        QTemporaryDir dir;
+        const QString entry = dir.filePath(u"corvane.desktop"_s);
+        QVERIFY(writeExecutable(entry, AutostartEntry::text(argument, true).toUtf8()));
+        QProcess validate;
+        validate.start(validator, {entry});
+        QVERIFY(validate.waitForFinished());
+        QVERIFY2(validate.exitCode() == 0, qPrintable(QString::fromUtf8(validate.readAll())));
     }
 
     void bootTimeWaitKeepsTheLoopServingAndIsNeverShort()

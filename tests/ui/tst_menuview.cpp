@@ -79,6 +79,8 @@ private Q_SLOTS:
         f.store.setConfig(
             kittyConfig(commands, withOverrides ? u"ssh box"_s : std::optional<QString>()));
         QCOMPARE(f.menu.runAction()->isEnabled(), enabled);
+        QCOMPARE(f.menu.runRefusal(),
+                 enabled ? std::nullopt : std::optional(RunRefusal::nothingToRun));
     }
 
     void runningDisablesTheEntry()
@@ -90,6 +92,7 @@ private Q_SLOTS:
         QTRY_COMPARE(f.sleeper.pending, 1); // first window started, waiting before the second
         QCOMPARE(run->text(), u"Running…"_s);
         QVERIFY(!run->isEnabled());
+        QCOMPARE(f.menu.runRefusal(), RunRefusal::alreadyRunning);
         // Edits made now neither re-enable the entry nor reach the run under way.
         AppConfig edited = f.store.config();
         edited.groups[1].commands[0].command = u"echo edited"_s;
