@@ -12,6 +12,7 @@ PACKAGES="
   python3 python3-yaml libyaml-cpp-dev
   bash zsh dash
   xvfb xauth xdotool trayer x11-utils imagemagick
+  dbus-daemon python3-dbus python3-gi gir1.2-glib-2.0
   kitty alacritty
   gnome-terminal konsole xfce4-terminal mate-terminal tilix terminator xterm foot
   dbus dbus-x11
