@@ -12,9 +12,6 @@ using namespace corvane;
 using namespace corvane::instance;
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(std::optional<corvane::instance::Request>)
-Q_DECLARE_METATYPE(std::optional<corvane::instance::Reply>)
-
 namespace {
 
 // Runs `work` on a thread of its own while this thread's event loop serves the instance.
@@ -42,52 +39,18 @@ private Q_SLOTS:
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
     }
 
-    void decodeRequests_data()
+    // Every line is read back as what it was sent as; anything else is neither.
+    void protocolLines()
     {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<std::optional<Request>>("request");
-        QTest::newRow("run") << QByteArray("run\n") << std::optional(Request::run);
-        QTest::newRow("edit, no line feed") << QByteArray("edit") << std::optional(Request::edit);
-        QTest::newRow("padded") << QByteArray(" run\n") << std::optional<Request>();
-        QTest::newRow("empty") << QByteArray("\n") << std::optional<Request>();
-        QTest::newRow("reply") << QByteArray("ok\n") << std::optional<Request>();
-    }
-
-    void decodeRequests()
-    {
-        QFETCH(QByteArray, line);
-        QFETCH(std::optional<Request>, request);
-        QCOMPARE(decodeRequest(line), request);
-        if (request)
-            QCOMPARE(decodeRequest(encode(*request)), request);
-    }
-
-    void decodeReplies_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<std::optional<Reply>>("reply");
-        QTest::newRow("ok") << QByteArray("ok\n") << std::optional(Reply{});
-        QTest::newRow("refused") << QByteArray("refused A run is already under way.\n")
-                                 << std::optional(Reply{false, u"A run is already under way."_s});
-        QTest::newRow("refused, UTF-8")
-            << QByteArray("refused Add some in Edit Commands…")
-            << std::optional(Reply{false, u"Add some in Edit Commands…"_s});
-        QTest::newRow("nothing") << QByteArray() << std::optional<Reply>();
-        QTest::newRow("request") << QByteArray("run\n") << std::optional<Reply>();
-    }
-
-    void decodeReplies()
-    {
-        QFETCH(QByteArray, line);
-        QFETCH(std::optional<Reply>, reply);
-        QCOMPARE(decodeReply(line), reply);
-        if (reply)
-            QCOMPARE(decodeReply(encode(*reply)), reply);
-    }
-
-    void aReasonStaysOnItsLine()
-    {
+        for (Request request : {Request::run, Request::edit})
+            QCOMPARE(decodeRequest(encode(request)), request);
+        for (const Reply &reply : {Reply{}, Reply{false, u"Add some in Edit Commands…"_s}})
+            QCOMPARE(decodeReply(encode(reply)), reply);
         QCOMPARE(encode(Reply{false, u"two\nlines"_s}), QByteArray("refused two lines\n"));
+        for (const QByteArray &line : {QByteArray(" run\n"), QByteArray("\n"), QByteArray("ok\n")})
+            QCOMPARE(decodeRequest(line), std::nullopt);
+        for (const QByteArray &line : {QByteArray(), QByteArray("run\n"), QByteArray("refused")})
+            QCOMPARE(decodeReply(line), std::nullopt);
     }
 
     void laterStartsReachTheRunningOne()

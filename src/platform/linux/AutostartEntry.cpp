@@ -75,7 +75,7 @@ LoginStart AutostartEntry::read(const QString &path)
             continue;
         const QString key = line.left(equals).trimmed();
         const QString value = line.mid(equals + 1).trimmed();
-        // Hidden is how the autostart specification turns an entry off; GNOME has its own key.
+        // Hidden=true is how XDG autostart turns an entry off; GNOME has a key of its own.
         if ((key == u"Hidden" && value == u"true") ||
             (key == u"X-GNOME-Autostart-enabled" && value == u"false"))
             return LoginStart::off;
