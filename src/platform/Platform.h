@@ -98,7 +98,7 @@ public:
     virtual bool trayIconIsTemplate() const = 0;
 
     // How Corvane starts at login, read from the system every time (an XDG autostart entry on
-    // Linux, a login item on macOS), so that a change made elsewhere shows.
+    // Linux, a launch agent on macOS), so that a change made elsewhere shows.
     virtual LoginStart loginStart() const = 0;
     // Makes Corvane start at login (startAndRun: with its `run` command), or not; gives the
     // system's reason when that fails.

@@ -99,13 +99,11 @@ bool MacPlatform::trayIconIsTemplate() const
 
 LoginStart MacPlatform::loginStart() const
 {
-    return m_system.loginItem ? m_system.loginItem() : LoginStart::off;
+    return m_system.loginItem();
 }
 
 std::optional<QString> MacPlatform::setLoginStart(LoginStart start)
 {
-    if (!m_system.setLoginItem)
-        return u"Corvane can’t start at login on macOS yet."_s;
     return m_system.setLoginItem(start);
 }
 

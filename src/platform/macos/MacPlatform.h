@@ -11,7 +11,8 @@ namespace corvane {
 
 // macOS: terminals are application bundles found through Launch Services, Terminal and iTerm2
 // are driven with osascript, `open` starts the terminals that take it, alerts come up in front
-// of every other application, and the window shell is /bin/zsh as on every Mac.
+// of every other application, the window shell is /bin/zsh as on every Mac, and a launch agent
+// starts Corvane at login.
 class MacPlatform final : public Platform {
 public:
     // What the system provides. The Cocoa services are given as functions, so that everything
@@ -21,9 +22,8 @@ public:
         std::function<std::optional<QString>(const QString &bundleIdentifier)> findApplication;
         // Makes Corvane the active application.
         std::function<void()> activate;
-        // The login item: how Corvane starts at login, and the change of it (the system's
-        // reason when that fails). Not written yet: without them Corvane does not start at
-        // login and says so when asked to.
+        // How Corvane starts at login, and the change of it (the reason when that fails): the
+        // launch agent in ~/Library/LaunchAgents. Both are required.
         std::function<LoginStart()> loginItem;
         std::function<std::optional<QString>(LoginStart)> setLoginItem;
         QString open = QStringLiteral("/usr/bin/open");
