@@ -56,7 +56,10 @@ bool localXServerAnswers(const QByteArray &display)
             break;
         }
     }
-    ::close(fd);
+    // An answered probe stays open while Corvane lives: closed now, while it may be a fresh
+    // server's only client, it can make the server reset, and Qt's connection, made next, fail.
+    if (!answered)
+        ::close(fd);
     return answered;
 }
 
