@@ -1,31 +1,15 @@
-// The hand-over between two starts: the line protocol, and a later start's request reaching the
-// running instance's handler and its reply coming back.
+// The hand-over socket's own rules. The hand-over itself (run and edit, a refusal, two starts at
+// once, a killed instance) is driven through the real binary in e2e/cli_e2e.py.
 #include "SingleInstance.h"
 
+#include <QDir>
 #include <QLocalSocket>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 using namespace corvane;
 using namespace corvane::instance;
 using namespace Qt::StringLiterals;
-
-namespace {
-
-// Runs `work` on a thread of its own while this thread's event loop serves the instance.
-template <typename Work> auto fromAnotherStart(Work work)
-{
-    decltype(work()) result{};
-    std::unique_ptr<QThread> thread(QThread::create([&] { result = work(); }));
-    thread->start();
-    if (!QTest::qWaitFor([&] { return thread->isFinished(); }, 20000))
-        qFatal("the other start never finished");
-    return result;
-}
-
-} // namespace
 
 class SingleInstanceTest final : public QObject {
     Q_OBJECT
@@ -39,79 +23,48 @@ private Q_SLOTS:
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
     }
 
-    // Every line is read back as what it was sent as; anything else is neither.
-    void protocolLines()
+    // A reason stays on its line; an instance that ends without a whole answer is not taken to
+    // have answered.
+    void replyLines()
     {
-        for (Request request : {Request::run, Request::edit})
-            QCOMPARE(decodeRequest(encode(request)), request);
-        for (const Reply &reply : {Reply{}, Reply{false, u"Add some in Edit Commands…"_s}})
-            QCOMPARE(decodeReply(encode(reply)), reply);
-        QCOMPARE(encode(Reply{false, u"two\nlines"_s}), QByteArray("refused two lines\n"));
-        for (const QByteArray &line : {QByteArray(" run\n"), QByteArray("\n"), QByteArray("ok\n")})
-            QCOMPARE(decodeRequest(line), std::nullopt);
+        QCOMPARE(decodeReply(encode(Reply{false, u"two\nlines"_s})), Reply(false, u"two lines"_s));
         for (const QByteArray &line : {QByteArray(), QByteArray("run\n"), QByteArray("refused")})
             QCOMPARE(decodeReply(line), std::nullopt);
     }
 
-    void laterStartsReachTheRunningOne()
+    // Each configuration folder has a Corvane of its own.
+    void foldersAreKeptApart()
     {
-        QTemporaryDir scope;
+        QTemporaryDir scope, other;
         SingleInstance running(scope.path());
         QCOMPARE(running.handOverOrClaim(Request::edit), std::nullopt); // nobody else: claimed
-        QList<Request> received;
-        running.setHandler([&](Request request, const SingleInstance::Answer &answer) {
-            received.append(request);
-            answer(request == Request::run ? Reply{false, u"busy"_s} : Reply{});
-        });
-
-        const auto later = [&](Request request) {
-            return fromAnotherStart([&] {
-                SingleInstance instance(scope.path());
-                return instance.handOverOrClaim(request);
-            });
-        };
-        QCOMPARE(later(Request::edit), std::optional(Reply{}));
-        QCOMPARE(later(Request::run), std::optional(Reply{false, u"busy"_s}));
-        QCOMPARE(received, (QList<Request>{Request::edit, Request::run}));
-
-        // Another configuration folder has an instance of its own.
-        QTemporaryDir other;
-        QCOMPARE(
-            fromAnotherStart([&] { return SingleInstance(other.path()).handOver(Request::run); }),
-            std::nullopt);
+        QCOMPARE(SingleInstance(other.path()).handOver(Request::run), std::nullopt);
     }
 
+    // Anything but a request is refused without reaching the handler; a line that never ends is
+    // cut off at once (not only after the wait for a silent client), rather than buffered.
     void strangersAreAnsweredAndDropped()
     {
         QTemporaryDir scope;
         SingleInstance running(scope.path());
-        QVERIFY(!running.handOverOrClaim(Request::edit));
+        QCOMPARE(running.handOverOrClaim(Request::edit), std::nullopt);
         bool handled = false;
         running.setHandler([&](Request, const SingleInstance::Answer &answer) {
             handled = true;
             answer({});
         });
-        const QString path = runtime.path();
+        const QStringList sockets = QDir(runtime.path()).entryList({u"corvane-*"_s}, QDir::System);
+        QCOMPARE(sockets.size(), 1);
         const auto exchange = [&](const QByteArray &sent) {
-            return fromAnotherStart([&] {
-                QLocalSocket socket;
-                const QStringList names = QDir(path).entryList({u"corvane-*"_s}, QDir::System);
-                for (const QString &name : names) {
-                    if (!name.endsWith(u".lock"))
-                        socket.connectToServer(QDir(path).filePath(name));
-                }
-                if (!socket.waitForConnected(1000))
-                    return QByteArray("not connected");
-                socket.write(sent);
-                socket.waitForBytesWritten(1000);
-                while (socket.state() == QLocalSocket::ConnectedState &&
-                       socket.waitForReadyRead(2000)) {
-                }
-                return socket.readAll();
-            });
+            QLocalSocket socket;
+            socket.connectToServer(runtime.filePath(sockets[0]));
+            socket.write(sent);
+            if (!QTest::qWaitFor([&] { return socket.state() == QLocalSocket::UnconnectedState; },
+                                 2000))
+                return QByteArray("still connected");
+            return socket.readAll();
         };
         QCOMPARE(exchange("hello\n"), QByteArray("refused Unknown request.\n"));
-        // A line that never ends is cut off rather than buffered for ever.
         QCOMPARE(exchange(QByteArray(4096, 'x')), QByteArray());
         QVERIFY(!handled);
     }

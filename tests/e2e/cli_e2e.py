@@ -10,6 +10,7 @@ from harness import wait_until
 
 ALREADY = "corvane: A run is already under way.\n"
 NOTHING = "corvane: Nothing to run: no window has a command. Add some in Edit Commands…\n"
+USAGE = "Usage: corvane [run [--dry-run] | edit]"
 TWO_WINDOWS = [("one", ["echo one"]), ("two", ["echo two"])]
 
 
@@ -17,84 +18,30 @@ def check_ok(result):
     assert (result.returncode, result.stdout, result.stderr) == (0, "", ""), result
 
 
-def case_run_handover(s):
-    """A running Corvane takes `corvane run`; of two at once, one runs and one is refused."""
-    s.start_display(tray=True)
-    s.fake_terminal("kitty")
-    s.write_config("kitty", TWO_WINDOWS)
-    app = s.start_corvane()
-    s.docked(app)
-    # A hand-over needs no display (a script, an SSH session).
-    check_ok(s.corvane_cli("run", env={k: v for k, v in s.env.items() if k != "DISPLAY"}))
-    s.wait_for_starts(2)
-
-    # The run above lasts a pause per window; let it end before the pair.
-    time.sleep(2)
-    s.clear_starts()
-    pair = [subprocess.Popen([s.corvane, "run"], env=s.env, stdout=subprocess.PIPE,
-                             stderr=subprocess.PIPE, text=True) for _ in range(2)]
-    results = sorted((p.wait(harness.TIMEOUT), p.stdout.read(), p.stderr.read()) for p in pair)
-    assert results == [(0, "", ""), (1, "", ALREADY)], results
-    s.wait_for_starts(2)
-    time.sleep(2)  # a second run would have started its windows by now
-    assert len(s.starts()) == 2, "two requests at once must give one run"
-    s.alive(app)
-
-
-def case_run_starts_instance(s):
-    """With none running, `corvane run` becomes the tray instance and runs; two at once give one
-    instance and one run."""
-    s.start_display(tray=True)
-    s.fake_terminal("kitty")
-    s.write_config("kitty", TWO_WINDOWS)
-    pair = [s.start_corvane("run") for _ in range(2)]
-    s.wait_for_starts(2)
-    ended = wait_until("one of the two to hand over and end",
-                       lambda: [p for p in pair if p.poll() is not None])
-    assert len(ended) == 1 and ended[0].returncode == 1, [p.returncode for p in ended]
-    app = next(p for p in pair if p.poll() is None)
-    s.docked(app)
-    time.sleep(2)  # the run ends after a pause per window
-    assert len(s.starts()) == 2, "two starts at once must give one run"
-    check_ok(s.corvane_cli("run"))
-    s.wait_for_starts(4)
-    s.alive(app)
-    log = (s.root / "corvane.log").read_text()
-    assert "A run is already under way." in log, log
-
-
-def case_nothing_to_run(s):
-    """Blank commands only: every `run` says so in one line; the new instance stays anyway."""
-    s.start_display(tray=True)
-    s.fake_terminal("kitty")
-    s.write_config("kitty", [("blank", [" ", ""])])
-    app = s.start_corvane("run")
-    s.docked(app)
-    result = s.corvane_cli("run")
-    assert (result.returncode, result.stdout, result.stderr) == (1, "", NOTHING), result
-    no_display = {k: v for k, v in s.env.items() if k != "DISPLAY"}
-    result = s.corvane_cli("run", "--dry-run", env=no_display)
-    assert (result.returncode, result.stdout, result.stderr) == (1, "", NOTHING), result
-    assert s.starts() == [] and NOTHING[9:] in (s.root / "corvane.log").read_text()
-    s.alive(app)
-
-
-def case_killed_instance(s):
-    """An instance killed outright leaves its socket behind; the next start is not stopped by it."""
-    s.start_display(tray=True)
-    s.fake_terminal("kitty")
-    s.write_config("kitty", TWO_WINDOWS)
-    first = s.start_corvane()
-    s.docked(first)
-    first.send_signal(signal.SIGKILL)
-    first.wait()
-    sockets = [p for p in (s.root / "run").iterdir() if p.is_socket()]
-    assert len(sockets) == 1, "the killed instance's socket is expected to stay behind"
-    second = s.start_corvane("run")
-    s.wait_for_starts(2)
-    s.docked(second)
-    check_ok(s.corvane_cli("edit"))
-    wait_until("the new instance's editor", lambda: s.visible_windows(second, "Edit Commands$"))
+def case_command_line(s):
+    """Command lines that end at once, with no display and no config.json: the exit status, the
+    first line printed (on stdout for 0, else on stderr), and a usage error's usage line."""
+    version = re.compile(r"Corvane \d+\.\d+\.\d+")
+    for args, status, first in (
+            ("--help", 0, USAGE), ("-h", 0, USAGE), ("run --help", 0, USAGE),
+            ("--version", 0, version), ("-v", 0, version),
+            ("--dry-run run", 1, NOTHING.strip()),
+            ("Run", 2, "corvane: Unknown command 'Run'."),
+            ("run --now", 2, "corvane: Unknown option 'now'."),
+            # Qt's own options are not Corvane's.
+            ("-platform offscreen", 2, "corvane: Unknown options: p, l, a, t, f, o, r, m."),
+            ("run edit", 2, "corvane: Too many arguments: edit."),
+            ("edit --dry-run", 2, "corvane: --dry-run goes with run.")):
+        result = s.corvane_cli(*args.split())
+        printed, other = (result.stdout, result.stderr)
+        if status != 0:
+            printed, other = other, printed
+        lines = printed.splitlines()
+        assert result.returncode == status and other == "" and lines, (args, result)
+        assert first.fullmatch(lines[0]) if isinstance(first, re.Pattern) else lines[0] == first, \
+            (args, lines)
+        usage = [USAGE + "   (corvane --help tells more)"] if status == 2 else []
+        assert status == 0 or lines[1:] == usage, (args, lines)
 
 
 def case_dry_run(s):
@@ -103,19 +50,20 @@ def case_dry_run(s):
     s.fake_terminal("kitty")
     awkward = [("quotes", ["cd ~ && echo \"it's $HOME\" `id -u`", "printf '%s\\n' a\\ b\t|| true"]),
                ("remote", ["ssh box", "tail -f /var/log/*.log"]),
-               ("unicode", ["echo ‘é’ €"])]
+               ("unicode", ["echo ‘é’ €"]), ("two lines", ["echo one\necho two"])]
     s.write_config("kitty", awkward)
     dry = s.corvane_cli("run", "--dry-run")  # DISPLAY is not set yet
-    assert dry.returncode == 0 and dry.stderr == "" and len(dry.stdout.splitlines()) == 3, dry
+    # One line per window; a command's line break stays inside its quotes.
+    assert dry.returncode == 0 and dry.stderr == "" and dry.stdout.count("\n") == 5, dry
     by_shell = {}
     for shell in ("bash", "dash"):
         subprocess.run([shell, "-c", dry.stdout], env=s.env, check=True, timeout=harness.TIMEOUT)
-        by_shell[shell] = s.wait_for_starts(3)
+        by_shell[shell] = s.wait_for_starts(4)
         s.clear_starts()
 
     s.start_display(tray=True)
     app = s.start_corvane("run")
-    real = s.wait_for_starts(3)
+    real = s.wait_for_starts(4)
     assert by_shell["bash"] == real and by_shell["dash"] == real, (by_shell, real)
     app.send_signal(signal.SIGTERM)
     app.wait(harness.TIMEOUT)
@@ -127,63 +75,85 @@ def case_dry_run(s):
     dry = s.corvane_cli("run", "--dry-run")
     lines = dry.stdout.splitlines(keepends=True)
     assert dry.returncode == 0 and lines[0].startswith("# /"), dry
-    launch_file, file_text, url = Path(lines[0][2:].strip()), "".join(lines[1:-1]), lines[-1].strip()
+    launch_file, url = Path(lines[0][2:].strip()), lines[-1].strip()
     assert not launch_file.exists(), "a dry run writes nothing"
     s.start_corvane("run")
     opened = s.wait_for_starts(1)[0]
     assert [a.decode() for a in opened[1:]] == [url], (opened, url)
-    assert launch_file.read_text() == file_text
+    assert launch_file.read_text() == "".join(lines[1:-1])
+
+
+def case_run(s):
+    """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
+    by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
+    at once: one becomes the tray instance and runs, the other is refused. Later runs are handed
+    to the instance, also from a session without a display."""
+    s.start_display(tray=True)
+    s.fake_terminal("kitty")
+    s.write_config("kitty", [("blank", [" ", ""])])
+    killed = s.start_corvane("run")
+    s.docked(killed)
+    result = s.corvane_cli("run")
+    assert (result.returncode, result.stdout, result.stderr) == (1, "", NOTHING), result
+    assert s.starts() == [] and s.logged().count(NOTHING) == 1, s.logged()
+    killed.send_signal(signal.SIGKILL)
+    assert killed.wait() == -signal.SIGKILL, "the instance did not stay"
+    assert [p for p in (s.root / "run").iterdir() if p.is_socket()], "no socket left behind"
+
+    s.write_config("kitty", TWO_WINDOWS)
+    pair = [s.start_corvane("run") for _ in range(2)]
+    s.wait_for_starts(2)
+    ended = wait_until("one of the two to hand over and end",
+                       lambda: [p for p in pair if p.poll() is not None])
+    assert len(ended) == 1 and ended[0].returncode == 1 and ALREADY in s.logged(), s.logged()
+    app = next(p for p in pair if p.poll() is None)
+    s.docked(app)
+
+    def hand_over():
+        result = s.corvane_cli("run", env=s.without_display())
+        assert result.returncode == 0 or result.stderr == ALREADY, result
+        return result.returncode == 0 and result
+    # Refused until the first run has ended: a pause per window.
+    check_ok(wait_until("the instance to take a run", hand_over))
+    s.wait_for_starts(4)
+    s.alive(app)
 
 
 def exec_argv(entry):
-    """The Exec key of a desktop entry as the argument vector a desktop starts."""
-    exec_line = re.search(r"^Exec=(.*)$", entry, re.M).group(1)
-    unescaped = re.sub(r"\\(.)", lambda m: {"s": " ", "n": "\n", "t": "\t", "r": "\r"}.get(
-        m.group(1), m.group(1)), exec_line)
-    return shlex.split(unescaped.replace("%%", "%"))
+    """The Exec key of a desktop entry as the argument vector a desktop starts. (Its quoting and
+    escapes, which the paths here need none of, are tried in tst_linuxplatform.)"""
+    return shlex.split(re.search(r"^Exec=(.*)$", entry, re.M).group(1))
 
 
 def case_autostart(s):
-    """The editor's check boxes write, change and remove the autostart entry; it validates, and
-    its Exec line starts a Corvane that runs."""
+    """The editor's Run at login writes a valid autostart entry whose Exec line, at the next login,
+    starts a Corvane that runs; unchecking Start at login there removes the entry."""
     s.start_display(tray=True)
     s.fake_terminal("kitty")
     s.write_config("kitty", TWO_WINDOWS)
     entry = s.root / "config/autostart/corvane.desktop"
-    config = s.root / "config/Corvane/config.json"
 
-    def focus_editor(proc):
-        """Points at the editor (with no window manager, the keyboard follows the pointer), then
-        types into its first name field until Corvane saves that: keys sent while a new window is
-        still taking the focus can be lost, and a lost press of a check box's key would read as a
-        wrong setting."""
-        editor = wait_until("the editor", lambda: s.visible_windows(proc, "Edit Commands$"))[0]
+    def press_in_editor(proc, key):
+        """Points at the editor (with no window manager, the keyboard follows the pointer), types
+        into its first name field until Corvane saves that (keys sent while a new window is still
+        taking the focus can be lost), then presses `key`."""
+        editor = s.window(proc, "Edit Commands$")
         s.xdotool("mousemove", "--window", editor, "5", "5")
-        name = lambda: json.loads(config.read_bytes())["groups"][0]["name"]
+        name = lambda: json.loads(s.config_path.read_bytes())["groups"][0]["name"]
         before, deadline = name(), time.monotonic() + harness.TIMEOUT
         while name() == before:
             assert time.monotonic() < deadline, "the editor never took a key"
             s.xdotool("key", "x")
             time.sleep(0.2)
-
-    def press(key, expected_exec):
         s.xdotool("key", key)
-        if expected_exec is None:
-            wait_until("the entry to go", lambda: not entry.exists())
-            return
-        wait_until(f"Exec={expected_exec}", lambda: entry.exists() and
-                   exec_argv(entry.read_text()) == expected_exec)
-        check = subprocess.run(["desktop-file-validate", str(entry)], capture_output=True,
-                               text=True)
-        assert (check.returncode, check.stdout) == (0, ""), check
-        assert f"\nTryExec={s.corvane}\n" in entry.read_text()
 
     app = s.start_corvane("edit")
-    focus_editor(app)
-    press("alt+r", [s.corvane, "run"])  # Run at login checks Start at login too
-    press("alt+s", None)                # unchecking Start removes the entry
-    press("alt+s", [s.corvane])
-    press("alt+r", [s.corvane, "run"])
+    press_in_editor(app, "alt+r")  # Run at login checks Start at login too
+    wait_until("Exec=corvane run", lambda: entry.exists() and
+               exec_argv(entry.read_text()) == [s.corvane, "run"])
+    check = subprocess.run(["desktop-file-validate", str(entry)], capture_output=True, text=True)
+    assert (check.returncode, check.stdout) == (0, ""), check
+    assert f"\nTryExec={s.corvane}\n" in entry.read_text()
 
     # At the next login: no Corvane runs, the desktop starts what the entry says.
     app.send_signal(signal.SIGTERM)
@@ -192,23 +162,8 @@ def case_autostart(s):
     s.wait_for_starts(2)
     s.docked(login)
     check_ok(s.corvane_cli("edit"))
-    focus_editor(login)
-    press("alt+s", None)
+    press_in_editor(login, "alt+s")  # unchecking Start unchecks Run: the entry goes
+    wait_until("the entry to go", lambda: not entry.exists())
 
 
-def case_command_line(s):
-    """Help, version and usage errors need no display and start nothing."""
-    result = s.corvane_cli("--help")
-    assert result.returncode == 0 and result.stdout.startswith("Usage: corvane "), result
-    result = s.corvane_cli("--version")
-    assert result.returncode == 0 and re.fullmatch(r"Corvane \d+\.\d+\.\d+\n", result.stdout)
-    for args, error in ((["bogus"], "Unknown command 'bogus'."),
-                        (["run", "--bogus"], "Unknown option 'bogus'."),
-                        (["edit", "--dry-run"], "--dry-run goes with run.")):
-        result = s.corvane_cli(*args)
-        lines = result.stderr.splitlines()
-        assert result.returncode == 2 and result.stdout == "" and len(lines) == 2, result
-        assert lines[0] == "corvane: " + error and lines[1].startswith("Usage: corvane "), lines
-
-
-harness.main({name[5:]: f for name, f in globals().items() if name.startswith("case_")})
+harness.main(globals())

@@ -1,12 +1,12 @@
-"""Shared by the end-to-end tests of the command line and of the StatusNotifierItem tray: a
-private X display, private configuration, HOME and runtime folders, fake terminals on PATH that
-record how they were started, and the real corvane. Every process started here is stopped by its
-PID when the case ends, pass or fail."""
+"""Shared by the end-to-end tests: a private X display (and trayer as an XEmbed tray), private
+configuration, HOME and runtime folders, terminals on PATH that are fakes recording how they were
+started or wrappers around real ones, and the real corvane. Every process started here is
+stopped by its PID when the case ends, pass or fail."""
 
 import contextlib, json, os, signal, subprocess, sys, tempfile, time, uuid
 from pathlib import Path
 
-TIMEOUT = 30.0  # generous: sanitizer builds are slow
+TIMEOUT = 30.0  # generous: sanitizer builds and kitty's software GL are slow
 
 # Records each start as NUL-separated $0 and arguments, renamed into place when complete.
 RECORDER = """#!/bin/sh
@@ -16,8 +16,8 @@ mv "$out" "{records}/start.$$"
 """
 
 
-def wait_until(what, predicate, timeout=TIMEOUT):
-    deadline = time.monotonic() + timeout
+def wait_until(what, predicate):
+    deadline = time.monotonic() + TIMEOUT
     while not (value := predicate()):
         assert time.monotonic() < deadline, f"timed out waiting for {what}"
         time.sleep(0.05)
@@ -30,23 +30,26 @@ def foundation_json(value):
     return text.replace("/", "\\/").encode()
 
 
-def new_id():
-    return str(uuid.uuid4()).upper()
-
-
 class Session:
     def __init__(self, corvane, root):
         self.corvane, self.root, self.procs = corvane, Path(root), []
         for d in ("config/Corvane", "run", "bin", "home", "records"):
             (self.root / d).mkdir(mode=0o700, parents=True)
         self.env = dict(os.environ)
-        for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY"):
+        for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
+                    "TERMINAL"):
             self.env.pop(key, None)  # without D-Bus, Qt docks through XEmbed
+        # The terminals' windows run login shells: a private HOME keeps this user's profile out.
         self.env.update(XDG_CONFIG_HOME=str(self.root / "config"), HOME=str(self.root / "home"),
                         XDG_RUNTIME_DIR=str(self.root / "run"), LC_ALL="C.UTF-8",
                         PATH=f"{self.root / 'bin'}:{self.env['PATH']}")
         self.records = self.root / "records"
+        self.config_path = self.root / "config/Corvane/config.json"
         self.log = open(self.root / "corvane.log", "w")
+
+    def without_display(self):
+        """The environment of a script or an SSH session of the same user."""
+        return {key: value for key, value in self.env.items() if key != "DISPLAY"}
 
     def spawn(self, argv, **kwargs):
         kwargs.setdefault("env", self.env)
@@ -54,6 +57,17 @@ class Session:
         return self.procs[-1]
 
     def stop_all(self):
+        # Real terminals were started by corvane: stop them by the PIDs that their wrappers noted.
+        # Corvane reaps them; stopped before it has, they would stay zombies of a PID 1 that may
+        # never reap them.
+        terminals = [int(pid) for pids in self.root.glob("*.pids")
+                     for pid in pids.read_bytes().split()]
+        for pid in terminals:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGTERM)
+        deadline = time.monotonic() + 5
+        while time.monotonic() < deadline and any(Path(f"/proc/{p}").exists() for p in terminals):
+            time.sleep(0.05)
         for proc in reversed(self.procs):
             with contextlib.suppress(ProcessLookupError):
                 proc.send_signal(signal.SIGTERM)
@@ -76,15 +90,23 @@ class Session:
         path = self.root / "bin" / name
         path.write_text(RECORDER.format(records=self.records))
         path.chmod(0o755)
-        return str(path)
+
+    def terminal_wrapper(self, name, argv):
+        """bin/NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
+        wrapper = self.root / "bin" / name
+        wrapper.write_text(f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
+                           f"exec {' '.join(argv)} \"$@\"\n")
+        wrapper.chmod(0o755)
 
     def write_config(self, terminal, groups):
-        """groups: (name, [command, ...]) pairs; every delay 0."""
+        """groups: (name, [command, ...]) pairs; every delay 0. Returns what was written."""
+        new_id = lambda: str(uuid.uuid4()).upper()
         config = {"terminalApp": terminal, "groups": [
             {"id": new_id(), "name": name, "commands": [
                 {"id": new_id(), "command": command, "delayAfter": 0} for command in commands]}
             for name, commands in groups]}
-        (self.root / "config/Corvane/config.json").write_bytes(foundation_json(config))
+        self.config_path.write_bytes(foundation_json(config))
+        return config
 
     def start_corvane(self, *args, env=None):
         """corvane as a lasting process (the instance), its output in corvane.log."""
@@ -95,6 +117,10 @@ class Session:
         """corvane as a command that is expected to end, e.g. a hand-over to the instance."""
         return subprocess.run([self.corvane, *args], env=env or self.env, capture_output=True,
                               text=True, timeout=TIMEOUT)
+
+    def logged(self):
+        self.log.flush()
+        return (self.root / "corvane.log").read_text("utf-8", "replace")
 
     def starts(self):
         """The argument vectors ($0 first) of every recorded start, sorted."""
@@ -117,8 +143,11 @@ class Session:
         return result.stdout.split()
 
     def visible_windows(self, proc, name=None):
-        args = ["search", "--onlyvisible", "--pid", str(proc.pid)]
+        args = ["search", "--all", "--onlyvisible", "--pid", str(proc.pid)]  # pid AND name
         return self.xdotool(*args, *(["--name", name] if name else []), check=False)
+
+    def window(self, proc, name):
+        return wait_until(f"the window {name}", lambda: self.visible_windows(proc, name))[0]
 
     def docked(self, proc):
         """Waits for the process's tray icon in trayer (its only visible window)."""
@@ -129,16 +158,15 @@ class Session:
 
 
 def main(cases):
-    """corvane_e2e-style entry point: SCRIPT CORVANE_BINARY CASE."""
+    """Entry point of the e2e scripts: SCRIPT CORVANE_BINARY CASE, CASE naming a case_ function
+    in `cases` (a script's globals())."""
     corvane, case = os.path.abspath(sys.argv[1]), sys.argv[2]
     with tempfile.TemporaryDirectory(prefix="corvane-e2e-") as root:
         session = Session(corvane, root)
         try:
-            cases[case](session)
-        except (AssertionError, subprocess.TimeoutExpired) as error:
-            session.log.flush()
-            output = (Path(root) / "corvane.log").read_text("utf-8", "replace")
-            sys.exit(f"FAIL {case}: {error}\n{output}")
+            cases["case_" + case](session)
+        except (AssertionError, subprocess.SubprocessError) as error:
+            sys.exit(f"FAIL {case}: {error}\n{session.logged()}")
         finally:
             session.stop_all()
     print(f"PASS {case}")

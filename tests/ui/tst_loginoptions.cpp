@@ -1,5 +1,7 @@
 // The editor footer's "Start at login" and "Run at login" against a recording platform: each
-// click sets the platform's setting, and the boxes always show what the platform has.
+// click sets the platform's setting, and the boxes always show what the platform has. Run at login
+// checking Start, and unchecking Start clearing both, are pressed in the real binary by
+// e2e/cli_e2e.py (case autostart).
 #include "FakePlatform.h"
 #include "LoginOptions.h"
 
@@ -13,22 +15,13 @@ Q_DECLARE_METATYPE(corvane::LoginStart)
 
 namespace {
 
-struct Fixture {
-    explicit Fixture(LoginStart initial)
-    {
-        platform.login = initial;
-        options.show();
-    }
-    QCheckBox *box(const QString &name) const { return options.findChild<QCheckBox *>(name); }
-    QString shown() const
-    {
-        return u"start %1, run %2"_s.arg(box(u"startAtLogin"_s)->isChecked())
-            .arg(box(u"runAtLogin"_s)->isChecked());
-    }
-
-    testing::FakePlatform platform;
-    LoginOptions options{platform};
-};
+QString shown(const LoginOptions &options)
+{
+    const auto checked = [&](const QString &name) {
+        return options.findChild<QCheckBox *>(name)->isChecked();
+    };
+    return u"start %1, run %2"_s.arg(checked(u"startAtLogin"_s)).arg(checked(u"runAtLogin"_s));
+}
 
 } // namespace
 
@@ -36,56 +29,56 @@ class LoginOptionsTest final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Each ends with Start at login alone: set, kept, or left as it was by a failure.
     void clicks_data()
     {
         QTest::addColumn<LoginStart>("initial");
         QTest::addColumn<QString>("clicked");
-        QTest::addColumn<bool>("fails");
+        QTest::addColumn<QString>("failure");
         QTest::addColumn<LoginStart>("asked");
-        QTest::addColumn<QString>("shown");
-        const auto off = LoginStart::off, start = LoginStart::start, both = LoginStart::startAndRun;
-        QTest::newRow("start") << off << u"startAtLogin"_s << false << start << u"start 1, run 0"_s;
-        QTest::newRow("run checks start")
-            << off << u"runAtLogin"_s << false << both << u"start 1, run 1"_s;
-        QTest::newRow("unchecking start unchecks run")
-            << both << u"startAtLogin"_s << false << off << u"start 0, run 0"_s;
+        using enum LoginStart;
+        QTest::newRow("start") << off << u"startAtLogin"_s << QString() << start;
         QTest::newRow("unchecking run keeps start")
-            << both << u"runAtLogin"_s << false << start << u"start 1, run 0"_s;
+            << startAndRun << u"runAtLogin"_s << QString() << start;
         QTest::newRow("a failure leaves the setting as it was")
-            << start << u"runAtLogin"_s << true << both << u"start 1, run 0"_s;
+            << start << u"runAtLogin"_s << u"Permission denied"_s << startAndRun;
     }
 
     void clicks()
     {
         QFETCH(LoginStart, initial);
         QFETCH(QString, clicked);
-        QFETCH(bool, fails);
+        QFETCH(QString, failure);
         QFETCH(LoginStart, asked);
-        QFETCH(QString, shown);
-        Fixture f(initial);
-        if (fails)
-            f.platform.loginFailure = u"Permission denied"_s;
-        QTest::mouseClick(f.box(clicked), Qt::LeftButton);
-        using Call = testing::FakePlatform::Call;
-        QList<Call> expected{{u"setLoginStart"_s, {QString::number(int(asked))}}};
-        if (fails)
+        testing::FakePlatform platform;
+        platform.login = initial;
+        if (!failure.isEmpty())
+            platform.loginFailure = failure;
+        LoginOptions options(platform);
+        options.show();
+        QTest::mouseClick(options.findChild<QCheckBox *>(clicked), Qt::LeftButton);
+        QList<testing::FakePlatform::Call> expected{
+            {u"setLoginStart"_s, {QString::number(int(asked))}}};
+        if (!failure.isEmpty())
             expected.append(
-                {u"alert"_s,
-                 {u"Couldn’t change how Corvane starts at login"_s, u"Permission denied"_s}});
-        QCOMPARE(f.platform.calls, expected);
-        QCOMPARE(f.shown(), shown);
+                {u"alert"_s, {u"Couldn’t change how Corvane starts at login"_s, failure}});
+        QCOMPARE(platform.calls, expected);
+        QCOMPARE(shown(options), u"start 1, run 0"_s);
     }
 
     // The setting may change elsewhere (another tool, a removed file): every showing reads it.
     void showingReadsTheSettingAgain()
     {
-        Fixture f(LoginStart::startAndRun);
-        QCOMPARE(f.shown(), u"start 1, run 1"_s);
-        f.options.hide();
-        f.platform.login = LoginStart::off;
-        f.options.show();
-        QCOMPARE(f.shown(), u"start 0, run 0"_s);
-        QVERIFY(f.platform.calls.isEmpty());
+        testing::FakePlatform platform;
+        platform.login = LoginStart::startAndRun;
+        LoginOptions options(platform);
+        options.show();
+        QCOMPARE(shown(options), u"start 1, run 1"_s);
+        options.hide();
+        platform.login = LoginStart::off;
+        options.show();
+        QCOMPARE(shown(options), u"start 0, run 0"_s);
+        QVERIFY(platform.calls.isEmpty());
     }
 };
 
