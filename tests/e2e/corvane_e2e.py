@@ -67,7 +67,7 @@ def case_new_user_xterm(s):
     """A first start with no configuration, on a desktop whose only terminal is XTerm: the user
     writes two commands in the editor and runs them from the tray in a real XTerm window."""
     s.start_display(tray=True)
-    bin_dir = s.root / "bin"
+    bin_dir = s.bin
     s.terminal_wrapper("xterm", ["/usr/bin/xterm"])
     (bin_dir / "x-terminal-emulator").symlink_to("xterm")  # Debian's alternative, as XTerm sets it
     # The only PATH corvane gets, so that this machine's kitty, Konsole or Terminator stay unseen.

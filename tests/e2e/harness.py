@@ -33,7 +33,9 @@ def foundation_json(value):
 class Session:
     def __init__(self, corvane, root):
         self.corvane, self.root, self.procs = corvane, Path(root), []
-        for d in ("config/Corvane", "run", "bin", "home", "records"):
+        # A space in the terminals' folder: a dry run must quote their paths.
+        self.bin = self.root / "my bin"
+        for d in ("config/Corvane", "run", "my bin", "home", "records"):
             (self.root / d).mkdir(mode=0o700, parents=True)
         self.env = dict(os.environ)
         for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
@@ -42,7 +44,7 @@ class Session:
         # The terminals' windows run login shells: a private HOME keeps this user's profile out.
         self.env.update(XDG_CONFIG_HOME=str(self.root / "config"), HOME=str(self.root / "home"),
                         XDG_RUNTIME_DIR=str(self.root / "run"), LC_ALL="C.UTF-8",
-                        PATH=f"{self.root / 'bin'}:{self.env['PATH']}")
+                        PATH=f"{self.bin}:{self.env['PATH']}")
         self.records = self.root / "records"
         self.config_path = self.root / "config/Corvane/config.json"
         self.log = open(self.root / "corvane.log", "w")
@@ -87,13 +89,13 @@ class Session:
             self.xdotool("search", "--sync", "--classname", "^trayer$")
 
     def fake_terminal(self, name):
-        path = self.root / "bin" / name
+        path = self.bin / name
         path.write_text(RECORDER.format(records=self.records))
         path.chmod(0o755)
 
     def terminal_wrapper(self, name, argv):
-        """bin/NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
-        wrapper = self.root / "bin" / name
+        """NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
+        wrapper = self.bin / name
         wrapper.write_text(f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
                            f"exec {' '.join(argv)} \"$@\"\n")
         wrapper.chmod(0o755)
