@@ -19,6 +19,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QShowEvent>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -190,6 +191,11 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
         AppConfig config = m_store.config();
         edits::addGroup(config.groups);
         m_store.setConfig(config);
+        // The new card is where the user goes next: its name takes the keys, and once the layout
+        // has placed it, the scroll area shows it.
+        GroupEditor *card = m_cards.ordered().last();
+        card->focusName();
+        QTimer::singleShot(0, card, [this, card] { m_scroll->ensureWidgetVisible(card); });
     });
 
     m_installed = edits::installedTerminals(m_platform);

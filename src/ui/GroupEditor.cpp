@@ -131,6 +131,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     connect(m_makeCustom, &QToolButton::clicked, this, [this] {
         const QString preview = m_preview.value_or(QString());
         editGroup([&](TabGroup &g) { g.packedOverride = preview; });
+        // Ready to be edited, which is why it was made.
+        m_custom->setFocus(Qt::OtherFocusReason);
+        m_custom->moveCursor(QTextCursor::End);
     });
     connect(reset, &QToolButton::clicked, this,
             [this] { editGroup([](TabGroup &g) { g.packedOverride.reset(); }); });

@@ -165,6 +165,7 @@ private Q_SLOTS:
         click(f.editor.get(), u"addWindow"_s);
         click(f.editor.get(), u"addWindow"_s);
         QCOMPARE(f.names(), u"Window 1,Window 2,Window 3"_s);
+        QCOMPARE(f.editor->focusWidget(), child<QLineEdit>(f.card(2), u"groupName"_s));
         QVERIFY(child(f.card(0), u"groupDelete"_s)->isEnabled());
 
         GroupEditor *card = f.card(0);
@@ -291,6 +292,7 @@ private Q_SLOTS:
 
         click(card, u"editThisCommand"_s);
         QCOMPARE(card->state(), GroupEditor::State::custom);
+        QCOMPARE(f.editor->focusWidget(), child<QPlainTextEdit>(card, u"customCommand"_s));
         QVERIFY(child<QWidget>(card, u"stepsBody"_s)->isVisible());
         QVERIFY(child<QWidget>(card, u"customBody"_s)->isVisible());
     }
