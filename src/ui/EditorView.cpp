@@ -192,9 +192,9 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
         edits::addGroup(config.groups);
         m_store.setConfig(config);
         // The new card is where the user goes next: its name takes the keys, and once the layout
-        // has placed it, the scroll area shows it.
+        // has placed it, the scroll area shows it. Typing replaces its made-up name.
         GroupEditor *card = m_cards.ordered().last();
-        card->focusName();
+        card->focusName(true);
         QTimer::singleShot(0, card, [this, card] { m_scroll->ensureWidgetVisible(card); });
     });
 

@@ -163,9 +163,11 @@ void GroupEditor::setStepsAlwaysShown(bool shown)
     m_stepsAlwaysShown = shown;
 }
 
-void GroupEditor::focusName()
+void GroupEditor::focusName(bool selectName)
 {
     m_name->setFocus(Qt::OtherFocusReason);
+    if (selectName)
+        m_name->selectAll();
 }
 
 QList<QWidget *> GroupEditor::tabStops() const

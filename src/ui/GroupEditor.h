@@ -38,7 +38,8 @@ public:
     // `packedPreview` is present only while the chosen terminal combines commands.
     void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
 
-    void focusName();
+    // With `selectName`, typing replaces the name (a new window's made-up one).
+    void focusName(bool selectName = false);
     QList<QWidget *> tabStops() const;
 
     // The step rows in the order shown.

@@ -166,6 +166,7 @@ private Q_SLOTS:
         click(f.editor.get(), u"addWindow"_s);
         QCOMPARE(f.names(), u"Window 1,Window 2,Window 3"_s);
         QCOMPARE(f.editor->focusWidget(), child<QLineEdit>(f.card(2), u"groupName"_s));
+        QCOMPARE(child<QLineEdit>(f.card(2), u"groupName"_s)->selectedText(), u"Window 3"_s);
         QVERIFY(child(f.card(0), u"groupDelete"_s)->isEnabled());
 
         GroupEditor *card = f.card(0);
