@@ -184,7 +184,7 @@ QByteArray escapeByteOrderMarks(const QByteArray &bytes)
         }
         if (c == '"')
             inString = !inString;
-        if (inString && bytes.sliced(i).startsWith(mark)) {
+        if (inString && c == mark[0] && QByteArrayView(bytes).sliced(i).startsWith(mark)) {
             escaped += "\\ufeff";
             i += 2;
             continue;
