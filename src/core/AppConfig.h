@@ -14,6 +14,9 @@ QList<TabGroup> defaultGroups();
 struct AppConfig {
     TerminalApp terminalApp = TerminalApp::appleTerminal;
     QList<TabGroup> groups = defaultGroups();
+    // How Linux windows get their commands: empty packs them into one line; "tmux" types them
+    // one at a time into a tmux session. Any other text is kept as read and means packed.
+    QString typing;
 
     friend bool operator==(const AppConfig &, const AppConfig &) = default;
 };

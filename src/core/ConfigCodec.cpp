@@ -50,6 +50,14 @@ std::optional<QUuid> readUuid(const QJsonValue &value)
     return QUuid::fromString(text);
 }
 
+// Waits are kept exactly as read, usable or not: the editor shows what is wrong with them and a
+// run leaves them out, but the user's text is never lost. Null counts as not set.
+QJsonValue readOptional(const QJsonObject &object, QLatin1StringView key)
+{
+    const QJsonValue value = object.value(key);
+    return value.isNull() ? QJsonValue(QJsonValue::Undefined) : value;
+}
+
 std::optional<CommandStep> readStep(const QJsonValue &value)
 {
     if (!value.isObject())
@@ -60,7 +68,7 @@ std::optional<CommandStep> readStep(const QJsonValue &value)
     const QJsonValue delay = object.value("delayAfter"_L1);
     if (!id || !command || !delay.isDouble())
         return std::nullopt;
-    return CommandStep{*id, std::move(*command), delay.toDouble()};
+    return CommandStep{*id, std::move(*command), delay.toDouble(), readOptional(object, "waitFor"_L1)};
 }
 
 std::optional<TabGroup> readGroup(const QJsonValue &value)
@@ -74,7 +82,8 @@ std::optional<TabGroup> readGroup(const QJsonValue &value)
     if (!id || !name || !commands.isArray())
         return std::nullopt;
 
-    TabGroup group{*id, std::move(*name), {}, std::nullopt};
+    TabGroup group{*id, std::move(*name), {}, std::nullopt, readOptional(object, "startWhen"_L1),
+                   std::nullopt, false};
     const QJsonArray steps = commands.toArray();
     group.commands.reserve(steps.size());
     for (const QJsonValue &stepValue : steps) {
@@ -90,6 +99,17 @@ std::optional<TabGroup> readGroup(const QJsonValue &value)
         if (!group.packedOverride)
             return std::nullopt;
     }
+
+    const QJsonValue directory = readOptional(object, "directory"_L1);
+    if (!directory.isUndefined()) {
+        group.directory = readText(directory);
+        if (!group.directory)
+            return std::nullopt;
+    }
+    const QJsonValue stopOnError = readOptional(object, "stopOnError"_L1);
+    if (!stopOnError.isUndefined() && !stopOnError.isBool())
+        return std::nullopt;
+    group.stopOnError = stopOnError.toBool();
     return group;
 }
 
@@ -142,9 +162,17 @@ std::optional<QByteArray> ConfigCodec::encode(const AppConfig &config)
             writer.value(step.delayAfter);
             writer.key("id"_L1);
             writer.value(uuidText(step.id, uuid));
+            if (!step.waitFor.isUndefined()) {
+                writer.key("waitFor"_L1);
+                writer.value(step.waitFor);
+            }
             writer.endObject();
         }
         writer.endArray();
+        if (group.directory) {
+            writer.key("directory"_L1);
+            writer.value(*group.directory);
+        }
         writer.key("id"_L1);
         writer.value(uuidText(group.id, uuid));
         writer.key("name"_L1);
@@ -153,11 +181,23 @@ std::optional<QByteArray> ConfigCodec::encode(const AppConfig &config)
             writer.key("packedOverride"_L1);
             writer.value(*group.packedOverride);
         }
+        if (!group.startWhen.isUndefined()) {
+            writer.key("startWhen"_L1);
+            writer.value(group.startWhen);
+        }
+        if (group.stopOnError) {
+            writer.key("stopOnError"_L1);
+            writer.value(true);
+        }
         writer.endObject();
     }
     writer.endArray();
     writer.key("terminalApp"_L1);
     writer.value(rawValue(config.terminalApp));
+    if (!config.typing.isEmpty()) {
+        writer.key("typing"_L1);
+        writer.value(config.typing);
+    }
     writer.endObject();
     return writer.take();
 }
@@ -209,6 +249,8 @@ std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
     const QJsonValue terminal = root.value("terminalApp"_L1);
     config.terminalApp =
         terminalAppFromRawValue(terminal.toString()).value_or(TerminalApp::appleTerminal);
+    if (auto typing = readText(root.value("typing"_L1)))
+        config.typing = std::move(*typing);
 
     const QJsonValue groups = root.value("groups"_L1);
     if (groups.isUndefined() || groups.isNull())

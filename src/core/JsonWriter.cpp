@@ -1,5 +1,8 @@
 #include "JsonWriter.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -35,6 +38,61 @@ void JsonWriter::key(QLatin1StringView name)
     appendString(m_out, QByteArrayView(name.data(), name.size()));
     m_out.append(" : ");
     m_afterKey = true;
+}
+
+void JsonWriter::key(const QString &name)
+{
+    beginValue();
+    appendString(m_out, name.toUtf8());
+    m_out.append(" : ");
+    m_afterKey = true;
+}
+
+void JsonWriter::value(bool flag)
+{
+    beginValue();
+    m_out.append(flag ? "true" : "false");
+}
+
+void JsonWriter::value(const QJsonValue &json)
+{
+    switch (json.type()) {
+    case QJsonValue::Bool:
+        value(json.toBool());
+        return;
+    case QJsonValue::Double:
+        value(json.toDouble());
+        return;
+    case QJsonValue::String:
+        value(json.toString());
+        return;
+    case QJsonValue::Array:
+        beginArray();
+        for (const QJsonValue &element : json.toArray())
+            value(element);
+        endArray();
+        return;
+    case QJsonValue::Object: {
+        const QJsonObject object = json.toObject();
+        QList<std::pair<QByteArray, QString>> keys;
+        keys.reserve(object.size());
+        for (auto it = object.begin(); it != object.end(); ++it)
+            keys.append({it.key().toUtf8(), it.key()});
+        std::sort(keys.begin(), keys.end());
+        beginObject();
+        for (const auto &[utf8, name] : std::as_const(keys)) {
+            key(name);
+            value(object.value(name));
+        }
+        endObject();
+        return;
+    }
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        beginValue();
+        m_out.append("null");
+        return;
+    }
 }
 
 void JsonWriter::value(const QString &text)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonValue>
 #include <QString>
 
 #include <string>
@@ -22,11 +23,16 @@ public:
     void endArray();
     // Names the next value inside an object.
     void key(QLatin1StringView name);
+    void key(const QString &name);
 
     void value(const QString &text);
     void value(QLatin1StringView text);
     // Finite values only: JSON has no form for NaN or infinity.
     void value(double number);
+    void value(bool flag);
+    // Any JSON value, objects with their keys in UTF-8 byte order at every level. Undefined
+    // writes null.
+    void value(const QJsonValue &json);
 
     QByteArray take() const { return QByteArray(m_out.data(), qsizetype(m_out.size())); }
 

@@ -2,6 +2,7 @@
 
 #include "CommandStep.h"
 
+#include <QJsonValue>
 #include <QList>
 #include <QString>
 #include <QUuid>
@@ -17,6 +18,13 @@ struct TabGroup {
     QList<CommandStep> commands{CommandStep{}};
     // Absent means "build the packed command automatically"; an empty text is still present.
     std::optional<QString> packedOverride;
+    // The window opens at once, but its first command waits for this (WaitCondition.h).
+    // Undefined when not set; kept exactly as read.
+    QJsonValue startWhen{QJsonValue::Undefined};
+    // The folder its shell starts in (`~` and `~/…` mean the home folder); absent: the home folder.
+    std::optional<QString> directory;
+    // A failing command stops the window's remaining commands.
+    bool stopOnError = false;
 
     friend bool operator==(const TabGroup &, const TabGroup &) = default;
 };

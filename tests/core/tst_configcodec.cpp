@@ -1,5 +1,9 @@
 #include "ConfigCodec.h"
 #include "RandomConfig.h"
+#include "WaitCondition.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <QFile>
 #include <QProcess>
@@ -55,6 +59,67 @@ private Q_SLOTS:
             config.groups[1].commands[0].delayAfter = delay;
             QVERIFY(!ConfigCodec::encode(config));
         }
+    }
+
+    void waitsFoldersAndTypingKeptAsWritten()
+    {
+        // Written in the file's own layout; the unusable port stays as the user wrote it.
+        const QByteArray bytes =
+            "{\n  \"groups\" : [\n    {\n      \"commands\" : [\n        {\n"
+            "          \"command\" : \"db\",\n          \"delayAfter\" : 0,\n"
+            "          \"id\" : \"0D6A2C1B-4E5F-4A7B-8C9D-0E1F2A3B4C5D\",\n"
+            "          \"waitFor\" : {\n            \"port\" : 70000,\n"
+            "            \"timeout\" : \"soon\"\n          }\n        }\n      ],\n"
+            "      \"directory\" : \"~\\/src\",\n"
+            "      \"id\" : \"8192A3B4-C5D6-47E8-B90A-1B2C3D4E5F60\",\n"
+            "      \"name\" : \"app\",\n      \"startWhen\" : {\n"
+            "        \"url\" : \"http:\\/\\/localhost:8080\\/\"\n      },\n"
+            "      \"stopOnError\" : true\n    }\n  ],\n"
+            "  \"terminalApp\" : \"kitty\",\n  \"typing\" : \"tmux\"\n}";
+        const auto config = ConfigCodec::decode(bytes);
+        QVERIFY(config);
+        QCOMPARE(encoded(*config), bytes);
+        const TabGroup &group = config->groups.at(0);
+        QCOMPARE(group.directory, std::optional<QString>(u"~/src"_s));
+        QCOMPARE(readWait(group.startWhen).condition->describe(), u"http://localhost:8080/"_s);
+        QVERIFY(!readWait(group.commands.at(0).waitFor).condition);
+
+        for (const QByteArray &bad : {R"("stopOnError": "yes", )"_ba, R"("directory": 3, )"_ba})
+            QVERIFY(!ConfigCodec::decode(doc(R"("name")", bad + R"("name")")));
+        QCOMPARE(ConfigCodec::decode(doc(R"("name")", R"("startWhen": null, "name")")),
+                 ConfigCodec::decode(doc()));
+    }
+
+    void readingWaits_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("read"); // describe() and the timeout, or the problem
+        auto row = [](const char *json, const QString &read) {
+            QTest::newRow(json) << QByteArray(json) << read;
+        };
+        row(R"({"port": 5432})", u"port 5432 60"_s);
+        row(R"({"port": 6379, "host": " cache ", "timeout": 2.5})", u"cache:6379 2.5"_s);
+        row(R"({"file": "~/ready"})", u"file ~/ready 60"_s);
+        row(R"({"port": 0})", u"the port must be a number from 1 to 65535"_s);
+        row(R"({"port": 80.5})", u"the port must be a number from 1 to 65535"_s);
+        row(R"({"port": "80"})", u"the port must be a number from 1 to 65535"_s);
+        row(R"({"url": " "})", u"the URL is empty"_s);
+        row(R"({"file": "x", "timeout": -1})", u"the timeout must be a positive number of seconds"_s);
+        row(R"({"socket": "x"})", u"a wait must be a port, a URL or a file"_s);
+    }
+
+    void readingWaits()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, read);
+        const QJsonValue value = QJsonDocument::fromJson(json).object();
+        const WaitReading reading = readWait(value);
+        QCOMPARE(reading.condition ? u"%1 %2"_s.arg(reading.condition->describe())
+                                         .arg(reading.condition->timeoutSeconds)
+                                   : reading.problem,
+                 read);
+        if (reading.condition)
+            QCOMPARE(readWait(waitValue(*reading.condition)).condition, reading.condition);
     }
 
     void decoding_data()
