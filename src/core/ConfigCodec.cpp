@@ -68,7 +68,8 @@ std::optional<CommandStep> readStep(const QJsonValue &value)
     const QJsonValue delay = object.value("delayAfter"_L1);
     if (!id || !command || !delay.isDouble())
         return std::nullopt;
-    return CommandStep{*id, std::move(*command), delay.toDouble(), readOptional(object, "waitFor"_L1)};
+    return CommandStep{*id, std::move(*command), delay.toDouble(),
+                       readOptional(object, "waitFor"_L1)};
 }
 
 std::optional<TabGroup> readGroup(const QJsonValue &value)
@@ -82,8 +83,13 @@ std::optional<TabGroup> readGroup(const QJsonValue &value)
     if (!id || !name || !commands.isArray())
         return std::nullopt;
 
-    TabGroup group{*id, std::move(*name), {}, std::nullopt, readOptional(object, "startWhen"_L1),
-                   std::nullopt, false};
+    TabGroup group{*id,
+                   std::move(*name),
+                   {},
+                   std::nullopt,
+                   readOptional(object, "startWhen"_L1),
+                   std::nullopt,
+                   false};
     const QJsonArray steps = commands.toArray();
     group.commands.reserve(steps.size());
     for (const QJsonValue &stepValue : steps) {

@@ -104,7 +104,8 @@ private Q_SLOTS:
         row(R"({"port": 80.5})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"port": "80"})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"url": " "})", u"the URL is empty"_s);
-        row(R"({"file": "x", "timeout": -1})", u"the timeout must be a positive number of seconds"_s);
+        row(R"({"file": "x", "timeout": -1})",
+            u"the timeout must be a positive number of seconds"_s);
         row(R"({"socket": "x"})", u"a wait must be a port, a URL or a file"_s);
     }
 
