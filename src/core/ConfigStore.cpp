@@ -82,13 +82,22 @@ void ConfigStore::setConfig(const AppConfig &config)
     Q_EMIT configChanged();
 }
 
-void ConfigStore::save()
+bool ConfigStore::fail(const QString &reason)
+{
+    if (reason != m_saveError) {
+        m_saveError = reason;
+        Q_EMIT saveErrorChanged();
+    }
+    return reason.isEmpty();
+}
+
+bool ConfigStore::save()
 {
     if (m_filePath.isEmpty())
-        return;
+        return fail(tr("there is no folder to keep the configuration in"));
     const auto bytes = ConfigCodec::encode(m_config);
     if (!bytes)
-        return;
+        return fail(tr("a delay is not a number"));
 
     if (m_keepUnreadableCopy) {
         const QString copy = m_filePath + QStringLiteral(".unreadable");
@@ -99,14 +108,17 @@ void ConfigStore::save()
 
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly))
-        return;
+        return fail(file.errorString());
     file.setPermissions(ownerOnlyFile);
     if (file.write(*bytes) != bytes->size()) {
+        const QString reason = file.errorString();
         file.cancelWriting();
-        return;
+        return fail(reason);
     }
-    if (file.commit())
-        m_keepUnreadableCopy = false;
+    if (!file.commit())
+        return fail(file.errorString());
+    m_keepUnreadableCopy = false;
+    return fail({});
 }
 
 } // namespace corvane

@@ -8,7 +8,7 @@
 namespace corvane {
 
 // Owns the live configuration: loads it once at start, and writes it back when asked.
-// Quiet by design: file-system failures are swallowed, never reported.
+// A failed save leaves the file as it was and is reported through saveError().
 class ConfigStore final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(ConfigStore)
@@ -23,18 +23,25 @@ public:
     // Replaces the whole value; announces configChanged() only when it differs.
     void setConfig(const AppConfig &config);
 
-    // Writes the current configuration atomically to fileUrl(); failures are ignored.
-    void save();
+    // Writes the current configuration atomically to fileUrl(). False when nothing was written.
+    bool save();
+    // Why the last save failed, in words for the user; empty once a save has succeeded.
+    QString saveError() const { return m_saveError; }
 
     QString fileUrl() const { return m_filePath; }
 
 Q_SIGNALS:
     void configChanged();
+    // saveError() changed: a save failed, or succeeded after one that failed.
+    void saveErrorChanged();
 
 private:
     QString m_filePath;
     AppConfig m_config;
     bool m_keepUnreadableCopy = false;
+    QString m_saveError;
+
+    bool fail(const QString &reason);
 };
 
 } // namespace corvane
