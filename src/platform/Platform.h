@@ -10,10 +10,12 @@
 
 namespace corvane {
 
-// A program and its argument vector, started without any shell in between.
+// A program and its argument vector, started without any shell in between, in
+// `workingDirectory` (empty: the caller's).
 struct ProcessCommand {
     QString program;
     QStringList arguments;
+    QString workingDirectory;
 
     friend bool operator==(const ProcessCommand &, const ProcessCommand &) = default;
 };
@@ -65,7 +67,8 @@ public:
                                        const QStringList &openArguments) const = 0;
 
     // Starts a process and returns at once, without waiting for it or reading its output; the
-    // child inherits environment, working directory and standard streams. Gives the system's
+    // child inherits environment and standard streams, and the working directory unless the
+    // command names one. Gives the system's
     // reason when the process cannot be started.
     virtual std::optional<QString> startProcess(const ProcessCommand &command) = 0;
 

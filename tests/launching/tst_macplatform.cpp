@@ -5,7 +5,7 @@
 #include "ContinuousClockSleeper.h"
 #include "FakeSleeper.h"
 #include "MacPlatform.h"
-#include "PackedWindowLauncher.h"
+#include "RunPlan.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
 
@@ -82,17 +82,18 @@ private Q_SLOTS:
             {TerminalApp::alacritty, u"/A/org.alacritty"_s + macos + u"alacritty -e"_s},
         };
         const QString script = u"make 'it' \"run\"\nnow"_s;
-        const QStringList shell{zsh, u"-ilc"_s, script + u"; exec /bin/zsh -il"_s};
+        const QStringList shell{zsh, u"-ilc"_s, u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
+        const auto planOf = [&](MacPlatform &on, TerminalApp terminal) {
+            return RunPlan::of({terminal, {group(QString(), {step(script)})}}, on);
+        };
         for (const auto &[terminal, head] : rows) {
-            const auto process = PackedWindowLauncher(platform).windowProcess(script, terminal);
-            const auto *command = std::get_if<ProcessCommand>(&process);
-            QVERIFY(command);
-            QCOMPARE(QStringList{command->program} + command->arguments, head.split(u' ') + shell);
+            const RunPlan plan = planOf(platform, terminal);
+            QCOMPARE(plan.windows.size(), 1);
+            const ProcessCommand &command = plan.windows[0].process;
+            QCOMPARE(QStringList{command.program} + command.arguments, head.split(u' ') + shell);
         }
         MacPlatform bare(system(false));
-        QCOMPARE(std::get<ScriptError>(
-                     PackedWindowLauncher(bare).windowProcess(script, TerminalApp::alacritty)),
-                 (ScriptError{0, u"Alacritty doesn’t seem to be installed."_s}));
+        QVERIFY(!planOf(bare, TerminalApp::alacritty).installed);
     }
 
     // The window id that osascript printed goes into the next script; a refusal of Apple events
@@ -135,7 +136,7 @@ exit 1
                               u"Couldn’t run your commands: Couldn’t launch Ghostty: it exited "
                               u"with status 1 right after starting. (error 0)"_s}));
         QCOMPARE(readAll(bin.filePath(u"open.log"_s)),
-                 "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntop; exec /bin/zsh -il\n");
+                 "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntrap : INT; top; exec /bin/zsh -il\n");
     }
 
     void urlGoesToOpenWhenDesktopServicesRefuse()

@@ -98,7 +98,7 @@ void reapWhenExited(pid_t pid, std::shared_ptr<LastStart> last)
 // shells. posix_spawn shares our memory until exec instead of copying it, and reports a failed
 // exec as its result.
 int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments,
-                  const std::shared_ptr<LastStart> &last)
+                  const QByteArray &directory, const std::shared_ptr<LastStart> &last)
 {
     std::vector<char *> argv;
     argv.reserve(static_cast<size_t>(arguments.size()) + 1);
@@ -119,9 +119,16 @@ int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments,
     ::posix_spawnattr_setsigdefault(&attributes, &allSignals);
     ::posix_spawnattr_setflags(&attributes,
                                POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    // A terminal passes its own working directory to the shell of its window (server-style ones
+    // send it to their server along with the request).
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    if (!directory.isEmpty())
+        ::posix_spawn_file_actions_addchdir_np(&actions, directory.constData());
     pid_t pid = 0;
     const int error =
-        ::posix_spawn(&pid, path.constData(), nullptr, &attributes, argv.data(), environ);
+        ::posix_spawn(&pid, path.constData(), &actions, &attributes, argv.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
     ::posix_spawnattr_destroy(&attributes);
     if (error == 0) {
         {
@@ -156,7 +163,8 @@ std::optional<QString> DetachedSpawner::start(const ProcessCommand &command)
     for (const QString &argument : command.arguments)
         arguments.append(argument.toUtf8());
 
-    const int error = spawnDetached(QFile::encodeName(path), arguments, m_lastStart);
+    const int error = spawnDetached(QFile::encodeName(path), arguments,
+                                    QFile::encodeName(command.workingDirectory), m_lastStart);
     if (error != 0)
         return qt_error_string(error);
     return std::nullopt;
