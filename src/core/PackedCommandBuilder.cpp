@@ -141,11 +141,11 @@ const QString waitLoop =
 
 // $3 the addresses to try, $4 the port. nc is not in every base system; bash's /dev/tcp then.
 const QString portProbe = u"for h in $3; do if command -v nc >/dev/null; then nc -z -w1 $h $4; "
-                           u"else bash -c \": </dev/tcp/$h/$4\"; fi 2>/dev/null && break; done"_s;
+                          u"else bash -c \": </dev/tcp/$h/$4\"; fi 2>/dev/null && break; done"_s;
 // $3 the URL. curl takes 2xx and 3xx (it neither follows a redirect nor fails on one); wget
 // follows redirects and takes what they end at.
 const QString urlProbe = u"if command -v curl >/dev/null; then curl -fso /dev/null -m 2 \"$3\"; "
-                          u"else wget -qO /dev/null -T 2 \"$3\"; fi 2>/dev/null"_s;
+                         u"else wget -qO /dev/null -T 2 \"$3\"; fi 2>/dev/null"_s;
 const QString fileProbe = u"[ -e \"$3\" ]"_s;
 
 } // namespace

@@ -48,7 +48,8 @@ QStringList packedArguments(const TerminalTraits &row, const QString &shell, con
     for (std::size_t i = 0; i < row.arguments.size() && !row.arguments[i].empty(); ++i) {
         if (i == titleAt && !row.titleArguments[0].empty() && !isBlank(title)) {
             for (const std::u16string_view option : row.titleArguments)
-                arguments.append(qview(option).toString().replace(qview(titleSlot).toString(), title));
+                arguments.append(
+                    qview(option).toString().replace(qview(titleSlot).toString(), title));
         }
         const std::u16string_view argument = row.arguments[i];
         arguments.append(argument == windowShellPlaceholder ? shell : qview(argument).toString());
@@ -110,8 +111,8 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
     if (row.starter == TerminalStarter::bundledBinary) {
         program = platform.bundledExecutable(bundle, qview(row.bundleExecutable).toString());
         if (!program)
-            plan.failure = ScriptError{
-                0, qview(row.displayName).toString() + u" doesn’t seem to be installed."_s};
+            plan.failure = ScriptError{0, qview(row.displayName).toString() +
+                                              u" doesn’t seem to be installed."_s};
     }
 
     for (const TabGroup &group : config.groups) {
@@ -122,10 +123,10 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
         switch (row.launchStyle) {
         case TerminalLaunchStyle::appleScript: {
             // Terminal and iTerm2 open their windows in the home folder.
-            const QString cd = window.folder == QDir::homePath()
-                                   ? QString()
-                                   : u"cd "_s + PackedCommandBuilder::shellQuoted(window.folder) +
-                                         u"; "_s;
+            const QString cd =
+                window.folder == QDir::homePath()
+                    ? QString()
+                    : u"cd "_s + PackedCommandBuilder::shellQuoted(window.folder) + u"; "_s;
             window.typed = typedCommands(group, cd);
             if (window.typed.isEmpty())
                 continue;

@@ -91,26 +91,32 @@ private Q_SLOTS:
         row("nothing waits after the last command", {u"db"_s}, {2}, u"db"_s, {}, {port5432});
         row("an unusable wait says so", {u"a"_s, u"b"_s}, {}, u"a; "_s + ignored + u"; b"_s, {},
             {badPort});
-        row("waits run on the remote side", {u"ssh box"_s, u"b"_s, u"c"_s}, {}, [&] {
-            QString chain = wait + u" && b && "_s + ignored + u" && c"_s;
-            chain.replace(u'"', u"\\\""_s).replace(u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s);
-            return ssh.arg(chain);
-        }(), {}, {port5432, badPort});
+        row("waits run on the remote side", {u"ssh box"_s, u"b"_s, u"c"_s}, {},
+            [&] {
+                QString chain = wait + u" && b && "_s + ignored + u" && c"_s;
+                chain.replace(u'"', u"\\\""_s).replace(u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s);
+                return ssh.arg(chain);
+            }(),
+            {}, {port5432, badPort});
 
         TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
         group.stopOnError = true;
         QTest::newRow("stop on error") << group << u"a && "_s + wait + u" && sleep 1 && b"_s;
         group.startWhen = QJsonObject{{u"file"_s, u"~/ready"_s}};
         QTest::newRow("start when, stop on error")
-            << group << PackedCommandBuilder::waitCommand(group.startWhen) + u" && a && "_s +
-                            wait + u" && sleep 1 && b"_s;
+            << group
+            << PackedCommandBuilder::waitCommand(group.startWhen) + u" && a && "_s + wait +
+                   u" && sleep 1 && b"_s;
         group.stopOnError = false;
         group.commands = steps({u"ssh box"_s, u"b"_s}, {}, {port5432});
         QTest::newRow("start when, before ssh")
-            << group << PackedCommandBuilder::waitCommand(group.startWhen) +
-                            u" || exec /bin/sh -il; ssh box -t 'exec $SHELL -ilc \"%1 && b\"'"_s
-                                .arg(QString(wait).replace(u'"', u"\\\""_s).replace(
-                                    u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s));
+            << group
+            << PackedCommandBuilder::waitCommand(group.startWhen) +
+                   u" || exec /bin/sh -il; ssh box -t 'exec $SHELL -ilc \"%1 && b\"'"_s.arg(
+                       QString(wait)
+                           .replace(u'"', u"\\\""_s)
+                           .replace(u'$', u"\\$"_s)
+                           .replace(u'\'', u"'\\''"_s));
     }
 
     void packed()
@@ -202,7 +208,8 @@ private Q_SLOTS:
         out += process.readAllStandardOutput();
         const QByteArray err = process.readAllStandardError();
         const QByteArray tail = "it's \"q\" \\b\n$HOME\ntick\n";
-        QCOMPARE(out, QByteArray(remote ? "-x first\nssh box -t\n" : "-x first\n") + "a\n" + tail + "c\n");
+        QCOMPARE(out, QByteArray(remote ? "-x first\nssh box -t\n" : "-x first\n") + "a\n" + tail +
+                          "c\n");
         QVERIFY2(err.contains("Corvane: gave up waiting for file ~/never after 1 s\n"),
                  err.constData());
     }

@@ -172,12 +172,11 @@ private Q_SLOTS:
             QList<QStringList> expected;
             // Every window starts in the home folder, not in Corvane's.
             for (const QString &packed : {u"echo 'a'; sleep 1; pwd"_s, u"top"_s})
-                expected.append(QStringList{QDir::homePath(), u"inherited"_s,
-                                            bin.filePath(words[0])} +
-                                words.mid(1) +
-                                QStringList{shell, u"-ilc"_s,
-                                            u"trap : INT; "_s + packed + u"; exec "_s + shell +
-                                                u" -il"_s});
+                expected.append(
+                    QStringList{QDir::homePath(), u"inherited"_s, bin.filePath(words[0])} +
+                    words.mid(1) +
+                    QStringList{shell, u"-ilc"_s,
+                                u"trap : INT; "_s + packed + u"; exec "_s + shell + u" -il"_s});
             std::sort(expected.begin(), expected.end());
             QCOMPARE(takeRecords(2), expected);
             QCOMPARE(sleeper.seconds.size(), 2);

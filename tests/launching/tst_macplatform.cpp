@@ -82,7 +82,8 @@ private Q_SLOTS:
             {TerminalApp::alacritty, u"/A/org.alacritty"_s + macos + u"alacritty -e"_s},
         };
         const QString script = u"make 'it' \"run\"\nnow"_s;
-        const QStringList shell{zsh, u"-ilc"_s, u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
+        const QStringList shell{zsh, u"-ilc"_s,
+                                u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
         const auto planOf = [&](MacPlatform &on, TerminalApp terminal) {
             return RunPlan::of({terminal, {group(QString(), {step(script)})}}, on);
         };
@@ -135,8 +136,9 @@ exit 1
                  (QStringList{u"activate"_s,
                               u"Couldn’t run your commands: Couldn’t launch Ghostty: it exited "
                               u"with status 1 right after starting. (error 0)"_s}));
-        QCOMPARE(readAll(bin.filePath(u"open.log"_s)),
-                 "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntrap : INT; top; exec /bin/zsh -il\n");
+        QCOMPARE(
+            readAll(bin.filePath(u"open.log"_s)),
+            "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntrap : INT; top; exec /bin/zsh -il\n");
     }
 
     void urlGoesToOpenWhenDesktopServicesRefuse()

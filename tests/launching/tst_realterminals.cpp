@@ -9,8 +9,8 @@
 #include "TestHelpers.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QJsonObject>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -247,9 +247,9 @@ private Q_SLOTS:
             return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
         };
         TabGroup server = group(u"server"_s, {step(u"sleep 2"_s), step(mark(a, 1)),
-                                               step(u"python3 -c 'import socket, time; s = "
-                                                    u"socket.create_server((\"127.0.0.1\", %1)); "
-                                                    u"time.sleep(600)'"_s.arg(port))});
+                                              step(u"python3 -c 'import socket, time; s = "
+                                                   u"socket.create_server((\"127.0.0.1\", %1)); "
+                                                   u"time.sleep(600)'"_s.arg(port))});
         TabGroup client = group(u"Corvane client "_s + tag, {step(mark(b, 1))});
         client.startWhen = QJsonObject{{u"port"_s, port}};
         client.directory = folder;
@@ -285,8 +285,7 @@ private Q_SLOTS:
         // Ctrl-C reaches the terminal's foreground job, the server; its window goes on to a prompt.
         const QString serverShell = lines(a)[0].section(u' ', 1, 1);
         const QByteArray stat = readAll(u"/proc/"_s + serverShell + u"/stat"_s);
-        const pid_t foreground =
-            stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(5).toInt();
+        const pid_t foreground = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(5).toInt();
         QVERIFY(foreground > 0 && QString::number(foreground) != serverShell);
         QCOMPARE(::kill(-foreground, SIGINT), 0);
         QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt, 20000);

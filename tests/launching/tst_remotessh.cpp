@@ -44,7 +44,7 @@ private Q_SLOTS:
             QSKIP("OpenSSH server and client are not installed");
         QVERIFY(run(u"mkdir"_s, {u"-p"_s, u"/run/sshd"_s}));
         QVERIFY(run(u"useradd"_s, {u"-m"_s, u"-k"_s, u"/dev/null"_s, u"-d"_s, home, u"-s"_s,
-                                  u"/bin/bash"_s, user}));
+                                   u"/bin/bash"_s, user}));
         for (const QString &key : {u"host_key"_s, u"client_key"_s})
             QVERIFY(run(u"ssh-keygen"_s, {u"-q"_s, u"-t"_s, u"ed25519"_s, u"-N"_s, QString(),
                                           u"-f"_s, dir.filePath(key)}));

@@ -38,11 +38,12 @@ const auto send = [](const QString &c, int id) {
     return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
 };
 const auto kitty = [](const QString &title, const QString &script) {
-    return Call{u"startProcess"_s,
-                u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance -T"_s
-                        .split(u' ')
-                    << title << u"/bin/zsh"_s << u"-ilc"_s
-                    << u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
+    return Call{
+        u"startProcess"_s,
+        u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance -T"_s.split(
+            u' ')
+            << title << u"/bin/zsh"_s << u"-ilc"_s
+            << u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
 };
 
 } // namespace
@@ -252,7 +253,8 @@ private Q_SLOTS:
         const std::tuple<TerminalApp, QString, QString> cases[] = {
             {TA::ghostty, u"/usr/bin/open -na Ghostty.app --args -e"_s, support.path()},
             {TA::wezterm, u"/A/org.x/Contents/MacOS/wezterm start --always-new-process --"_s, {}},
-            {TA::gnomeTerminal, u"/A/org.x/Contents/MacOS/gnome-terminal --window --title W --"_s,
+            {TA::gnomeTerminal,
+             u"/A/org.x/Contents/MacOS/gnome-terminal --window --title W --"_s,
              {}},
             {TA::konsole, u"/A/org.x/Contents/MacOS/konsole -p tabtitle=W -e"_s, {}},
             {TA::xterm, u"/A/org.x/Contents/MacOS/xterm -T W -e"_s, missing},
@@ -268,9 +270,9 @@ private Q_SLOTS:
             const bool gone = folder == missing;
             const QString notice = u"echo 'Corvane: there is no folder "_s + missing +
                                    u"; starting in the home folder'; "_s;
-            const QStringList expected = head.split(u' ') +
-                                         QStringList{zsh, u"-ilc"_s,
-                                                     gone ? QString(line).insert(12, notice) : line};
+            const QStringList expected =
+                head.split(u' ') +
+                QStringList{zsh, u"-ilc"_s, gone ? QString(line).insert(12, notice) : line};
             QCOMPARE(QStringList{process.program} + process.arguments, expected);
             QCOMPARE(process.workingDirectory,
                      folder.isEmpty() || gone ? QDir::homePath() : folder);
