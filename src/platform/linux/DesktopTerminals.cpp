@@ -2,6 +2,7 @@
 
 #include "TerminalTable.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -128,8 +129,9 @@ QStringList desktopPreferredTerminals()
             });
         });
     };
-    const QStringList folders =
-        QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
+    // Relative entries are to be ignored.
+    QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
+    folders.removeIf([](const QString &folder) { return QDir::isRelativePath(folder); });
     const bool gnome = on({u"GNOME", u"Unity", u"Budgie"});
 
     QStringList candidates{terminalOfCommand(qEnvironmentVariable("TERMINAL"))};
