@@ -80,6 +80,7 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     if (m_isRunning)
         co_return;
     setRunning(true);
+    const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
     LaunchAlerts alerts(m_platform);
     const RunPlan plan = RunPlan::of(config, m_platform);
