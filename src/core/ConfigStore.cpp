@@ -92,6 +92,11 @@ void ConfigStore::setConfig(const AppConfig &config)
     Q_EMIT configChanged();
 }
 
+bool ConfigStore::hasFile() const
+{
+    return !m_filePath.isEmpty() && AtomicFile::isPresent(m_filePath);
+}
+
 bool ConfigStore::fail(const QString &reason)
 {
     if (reason != m_saveError) {

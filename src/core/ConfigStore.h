@@ -38,6 +38,8 @@ public:
     QString loadError() const { return m_loadError; }
     // True when there was no configuration at all at start (no config.json, nothing taken over).
     bool isFirstStart() const { return m_firstStart; }
+    // Whether anything is at fileUrl() now.
+    bool hasFile() const;
 
 Q_SIGNALS:
     void configChanged();
