@@ -111,4 +111,14 @@ std::optional<QString> RunWatch::setLoginStart(LoginStart start)
     return m_platform.setLoginStart(start);
 }
 
+QString RunWatch::loginStartNote() const
+{
+    return m_platform.loginStartNote();
+}
+
+std::shared_ptr<void> RunWatch::holdRunActivity()
+{
+    return m_platform.holdRunActivity();
+}
+
 } // namespace corvane

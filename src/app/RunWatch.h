@@ -15,7 +15,8 @@ class TerminalRunner;
 // The platform as the runner sees it, watched for how a run ends: `corvane run` waits for that.
 // A run's outcome is known when an alert appears (the command line does not wait for it to be
 // dismissed) or when the run ends without one, after its last window has started. Everything
-// else goes to the real platform unchanged.
+// else goes to the real platform unchanged: every function of Platform, those with a default
+// included, must be passed on here.
 class RunWatch final : public Platform {
 public:
     // Called once: nothing when the run went well, else the alert's text on one line.
@@ -45,6 +46,8 @@ public:
     bool trayIconIsTemplate() const override;
     LoginStart loginStart() const override;
     std::optional<QString> setLoginStart(LoginStart start) override;
+    QString loginStartNote() const override;
+    std::shared_ptr<void> holdRunActivity() override;
 
 private:
     void tell(const std::optional<QString> &alert);

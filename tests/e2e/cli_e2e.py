@@ -96,8 +96,7 @@ def case_dry_run(s):
 def case_run(s):
     """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
     by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
-    at once: one becomes the tray instance and runs, the other is refused. Later runs are handed
-    to the instance, also from a session without a display."""
+    at once: one becomes the tray instance and runs, the other is refused."""
     s.start_display(tray=True)
     s.fake_terminal("kitty")
     s.write_config("kitty", [("blank", [" ", ""])])
@@ -116,24 +115,15 @@ def case_run(s):
     ended = wait_until("one of the two to hand over and end",
                        lambda: [p for p in pair if p.poll() is not None])
     assert len(ended) == 1 and ended[0].returncode == 1 and ALREADY in s.logged(), s.logged()
-    app = next(p for p in pair if p.poll() is None)
-    s.docked(app)
-
-    def hand_over():
-        result = s.corvane_cli("run", env=s.without_display())
-        assert result.returncode == 0 or result.stderr == ALREADY, result
-        return result.returncode == 0 and result
-    # Refused until the first run has ended: a pause per window.
-    check_ok(wait_until("the instance to take a run", hand_over))
-    s.wait_for_starts(4)
-    s.alive(app)
+    s.docked(next(p for p in pair if p.poll() is None))
 
 
 def case_outcome(s):
     """`run` waits for the outcome: once it has returned, the run is over and the next one is
-    taken at once, while after `--no-wait` the run is still under way. A run that ends with an
-    alert fails with the alert's text. An unreadable config.json is named, with the parser's
-    reason, by a dry run and by the instance that loaded it."""
+    taken at once, while after `--no-wait` the run is still under way; both from a session
+    without a display too. A run that ends with an alert fails with the alert's text. An
+    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
+    that loaded it."""
     s.start_display(tray=True)
     s.fake_terminal("kitty")
     s.write_config("kitty", TWO_WINDOWS)
@@ -142,12 +132,12 @@ def case_outcome(s):
     check_ok(s.corvane_cli("run", "--no-wait"))
     busy = s.corvane_cli("run", "--no-wait")
     assert (busy.returncode, busy.stderr) == (1, ALREADY), busy
-    run = lambda: (r := s.corvane_cli("run")).stderr != ALREADY and r
+    run = lambda: (r := s.corvane_cli("run", env=s.without_display())).stderr != ALREADY and r
     check_ok(wait_until("a waited run", run))
-    check_ok(s.corvane_cli("run", "--no-wait"))
+    check_ok(s.corvane_cli("run", "--no-wait", env=s.without_display()))
     check_ok(wait_until("a waited run after it", run))
     (s.bin / "kitty").write_text("#!/bin/sh\necho 'kitty: no display' >&2\nexit 1\n")
-    failed = s.corvane_cli("run")
+    failed = run()
     assert failed.returncode == 1 and failed.stderr.startswith("corvane: Couldn’t ") and \
         "Couldn’t launch kitty" in failed.stderr and failed.stderr.count("\n") == 1, failed
 
