@@ -82,6 +82,17 @@ void ConfigStore::setConfig(const AppConfig &config)
     Q_EMIT configChanged();
 }
 
+bool ConfigStore::update(const std::function<void(AppConfig &)> &edit)
+{
+    AppConfig config = m_config;
+    edit(config);
+    if (config == m_config)
+        return false;
+    m_config = std::move(config);
+    Q_EMIT configChanged();
+    return true;
+}
+
 bool ConfigStore::fail(const QString &reason)
 {
     if (reason != m_saveError) {
