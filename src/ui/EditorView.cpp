@@ -201,7 +201,11 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     // looks at them before any field does.
     qApp->installEventFilter(this);
     // Typing merges into one undo step only while the focus stays in one field.
-    connect(qApp, &QApplication::focusChanged, this, [this] { m_history.stopMerging(); });
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        m_history.stopMerging();
+        if (now && now->window() == this && now->testAttribute(Qt::WA_InputMethodEnabled))
+            m_lastField = now;
+    });
 
     connect(m_addWindow, &QToolButton::clicked, this, [this] {
         edit([](AppConfig &c) { edits::addGroup(c.groups); });
@@ -276,12 +280,12 @@ bool EditorView::eventFilter(QObject *watched, QEvent *event)
 
 void EditorView::undo()
 {
-    restore(m_history.undo(m_store.config(), QApplication::focusWidget()));
+    restore(m_history.undo(m_store.config(), m_lastField));
 }
 
 void EditorView::redo()
 {
-    restore(m_history.redo(m_store.config(), QApplication::focusWidget()));
+    restore(m_history.redo(m_store.config(), m_lastField));
 }
 
 void EditorView::edit(const std::function<void(AppConfig &)> &change)
@@ -291,7 +295,7 @@ void EditorView::edit(const std::function<void(AppConfig &)> &change)
     const bool changed = m_store.update(change);
     m_editing = false;
     if (changed)
-        m_history.record(before, QApplication::focusWidget(), typingKey(before));
+        m_history.record(before, m_lastField, typingKey(before));
 }
 
 // The field being typed into, when this edit only changed what it holds: the key that merges
@@ -328,36 +332,40 @@ void EditorView::restore(const std::optional<EditHistory::Snapshot> &snapshot)
     m_store.setConfig(snapshot->config);
     m_editing = false;
 
-    // The keys go where the change shows: a window or command that came back, else the field
-    // that had them when the change was made.
-    QWidget *target = snapshot->focus;
-    for (GroupEditor *card : m_cards.ordered()) {
-        const auto was = std::find_if(before.groups.begin(), before.groups.end(),
-                                      [&](const TabGroup &g) { return g.id == card->groupId(); });
-        if (was == before.groups.end()) {
-            card->focusName();
-            target = nullptr;
-            break;
-        }
-        bool found = false;
-        for (CommandRow *row : card->commandRows()) {
-            const bool existed =
-                std::any_of(was->commands.begin(), was->commands.end(),
-                            [&](const CommandStep &step) { return step.id == row->stepId(); });
-            if (!existed) {
-                row->focusCommand();
-                target = nullptr;
-                found = true;
-                break;
-            }
-        }
-        if (found)
-            break;
-    }
-    if (target && target->isVisible())
-        target->setFocus(Qt::OtherFocusReason);
+    focusChange(before, snapshot->focus);
     if (QWidget *focus = QApplication::focusWidget(); focus && m_scroll->isAncestorOf(focus))
         QTimer::singleShot(0, focus, [this, focus] { m_scroll->ensureWidgetVisible(focus); });
+}
+
+// The keys go where the change shows: a window or command that came back or moved, else the
+// field the user was in, else the window that changed.
+void EditorView::focusChange(const AppConfig &before, QWidget *field)
+{
+    const QList<GroupEditor *> cards = m_cards.ordered();
+    GroupEditor *changed = nullptr;
+    for (qsizetype i = 0; i < cards.size(); ++i) {
+        const auto was =
+            std::find_if(before.groups.begin(), before.groups.end(),
+                         [&](const TabGroup &g) { return g.id == cards.at(i)->groupId(); });
+        if (was == before.groups.end() || was - before.groups.begin() != i) {
+            cards.at(i)->focusName();
+            return;
+        }
+        const QList<CommandRow *> rows = cards.at(i)->commandRows();
+        for (qsizetype j = 0; j < rows.size(); ++j) {
+            if (rows.at(j)->isVisibleTo(this) &&
+                (j >= was->commands.size() || was->commands.at(j).id != rows.at(j)->stepId())) {
+                rows.at(j)->focusCommand();
+                return;
+            }
+        }
+        if (!changed && *was != m_store.config().groups.at(i))
+            changed = cards.at(i);
+    }
+    if (field && field->isVisible())
+        field->setFocus(Qt::OtherFocusReason);
+    else if (changed)
+        changed->focusName();
 }
 
 void EditorView::onConfigChanged()

@@ -5,6 +5,7 @@
 #include "TerminalApp.h"
 
 #include <QList>
+#include <QPointer>
 #include <QUuid>
 #include <QWidget>
 
@@ -47,6 +48,7 @@ private:
     // Every edit the user makes goes through here, to be saved and undoable.
     void edit(const std::function<void(AppConfig &)> &change);
     void restore(const std::optional<EditHistory::Snapshot> &snapshot);
+    void focusChange(const AppConfig &before, QWidget *field);
     const void *typingKey(const AppConfig &before) const;
     void onConfigChanged();
     void showSaveState();
@@ -62,6 +64,8 @@ private:
     // Set while the editor itself changes the store: any other change makes the history moot.
     bool m_editing = false;
     EditHistory m_history;
+    // The text field the user was last in: focus moves away from it when a button is clicked.
+    QPointer<QWidget> m_lastField;
 
     QScrollArea *m_scroll;
     QWidget *m_pickerRow;
