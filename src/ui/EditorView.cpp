@@ -51,9 +51,9 @@ QString introText(bool canTypeIntoTerminals)
 QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
 {
     if (!canTypeIntoTerminals)
-        return displayName(app) +
-               QStringLiteral(" gets each window’s commands as one command line, shown below "
-                              "them. “Edit This Command” lets you change that line by hand.");
+        return QStringLiteral("Corvane hands each window’s commands to ") + displayName(app) +
+               QStringLiteral(" as one command line, shown in the window’s card. “Edit This "
+                              "Command” lets you change it by hand.");
     return displayName(app) +
            QStringLiteral(" can’t be typed into one command at a time, so Corvane "
                           "automatically combines each window’s commands into a single "

@@ -265,7 +265,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("notice");
         QTest::newRow("macOS") << true << u"e.g. 2–3 seconds after"_s << u"to edit them."_s;
         QTest::newRow("Linux") << false << u"no delay is needed after it."_s
-                               << u"lets you change that line by hand."_s;
+                               << u"lets you change it by hand."_s;
     }
 
     void textsAndCardsFollowHowCommandsReachTheWindows()
