@@ -2,6 +2,7 @@
 
 #include <QCoroProcess>
 #include <QProcess>
+#include <QTimer>
 
 namespace corvane {
 
@@ -28,13 +29,11 @@ QCoro::Task<TmuxReply> TmuxClient::run(QStringList arguments,
     if (!co_await qCoro(process).start()) {
         co_return TmuxReply{false, {}, process.errorString().toUtf8()};
     }
-    // It may have ended already, before anything waited for it.
-    if (process.state() != QProcess::NotRunning &&
-        !co_await qCoro(process).waitForFinished(timeout)) {
-        process.kill();
-        co_await qCoro(process).waitForFinished(std::chrono::seconds(1));
-        co_return TmuxReply{false, {}, "tmux did not answer"};
-    }
+    // A client that hangs is stopped, which ends the wait below. (No timeout on the wait itself:
+    // QCoro 0.8 may then resume a finished wait when the signal and the timeout meet.)
+    QTimer::singleShot(timeout, &process, [&process] { process.kill(); });
+    if (process.state() != QProcess::NotRunning)
+        co_await qCoro(process).waitForFinished(-1);
     const bool ok = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
     co_return TmuxReply{ok, process.readAllStandardOutput(), process.readAllStandardError()};
 }

@@ -3,12 +3,11 @@
 #include "Sleeper.h"
 #include "TmuxShellHooks.h"
 
-#include <QCoroSignal>
-#include <QCoroTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QRegularExpression>
+#include <QTimer>
 
 #include <fcntl.h>
 #include <termios.h>
@@ -99,20 +98,27 @@ TmuxTyper::TmuxTyper(const TmuxClient &tmux, Sleeper &sleeper, TmuxWindow window
                      const QString &shell, bool signalsPrompt, QObject *parent)
     : QObject(parent), m_tmux(tmux), m_sleeper(sleeper), m_window(std::move(window)),
       m_pane(std::move(paneId)), m_shellName(QFileInfo(shell).fileName()),
-      m_signalsPrompt(signalsPrompt)
+      m_tmuxName(QFileInfo(tmux.program()).fileName()), m_signalsPrompt(signalsPrompt)
 {
     const ProcessCommand listen = m_tmux.command({u"wait-for"_s, TmuxShellHooks::channel(m_pane)});
     m_listener.setProgram(listen.program);
     m_listener.setArguments(listen.arguments);
     m_listener.setStandardInputFile(QProcess::nullDevice());
     connect(&m_listener, &QProcess::finished, this, [this](int code, QProcess::ExitStatus how) {
-        // A failed listener means the server is gone; the next look at the pane tells.
-        if (how != QProcess::NormalExit || code != 0 || !m_typing)
+        if (!m_typing)
             return;
+        // A failed listener: the server may be gone (the next look at the pane tells) or too busy
+        // to answer in time; listen again a little later.
+        if (how != QProcess::NormalExit || code != 0) {
+            QTimer::singleShot(200, this, &TmuxTyper::listenForPrompt);
+            return;
+        }
         m_promptSeen = true;
         listenForPrompt();
-        Q_EMIT promptSignalled();
+        wake();
     });
+    m_pause.setSingleShot(true);
+    connect(&m_pause, &QTimer::timeout, this, &TmuxTyper::wake);
 }
 
 TmuxTyper::~TmuxTyper()
@@ -121,9 +127,28 @@ TmuxTyper::~TmuxTyper()
     m_listener.waitForFinished(1000); // killed: this only reaps it
 }
 
+void TmuxTyper::Pause::await_suspend(std::coroutine_handle<> waiting)
+{
+    typer->m_waiting = waiting;
+    typer->m_pause.start(length);
+}
+
+void TmuxTyper::wake()
+{
+    m_pause.stop();
+    // Resumed from the event loop, not from inside the signal that woke it.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (auto waiting = std::exchange(m_waiting, {}))
+                waiting.resume();
+        },
+        Qt::QueuedConnection);
+}
+
 void TmuxTyper::listenForPrompt()
 {
-    if (m_signalsPrompt && m_listener.state() == QProcess::NotRunning)
+    if (m_typing && m_signalsPrompt && m_listener.state() == QProcess::NotRunning)
         m_listener.start();
 }
 
@@ -135,7 +160,8 @@ QCoro::Task<TmuxTyper::PaneState> TmuxTyper::paneState() const
         u"-p"_s,
         u"-t"_s,
         m_pane,
-        u"#{pane_current_command}\t#{pane_tty}\t#{@corvane-status}\t#{cursor_x}\t#{cursor_y}"_s,
+        u"#{pane_current_command}\t#{pane_tty}\t#{@corvane-status}\t#{cursor_x}\t#{cursor_y}\t"
+        u"#{history_size}"_s,
         u";"_s,
         u"capture-pane"_s,
         u"-p"_s,
@@ -148,12 +174,14 @@ QCoro::Task<TmuxTyper::PaneState> TmuxTyper::paneState() const
     const QString out = QString::fromUtf8(reply.out);
     const QString head = out.section(u'\n', 0, 0);
     const QStringList fields = head.split(u'\t');
-    if (fields.size() < 5)
+    if (fields.size() < 6)
         co_return state;
     state.exists = true;
     state.foreground = fields[0];
     state.status = fields[2];
-    state.screen = out.mid(head.size() + 1) + fields[3] + u',' + fields[4];
+    // The history's length too: a command repeated at the bottom of a full screen may leave the
+    // visible lines as they were.
+    state.screen = out.mid(head.size() + 1) + fields[3] + u',' + fields[4] + u',' + fields[5];
     const QStringList lines = out.mid(head.size() + 1).split(u'\n');
     state.promptText = lines.value(fields[4].toInt()).left(fields[3].toInt());
     state.mode = terminalMode(fields[1]);
@@ -184,7 +212,8 @@ QCoro::Task<TmuxTyper::Readiness> TmuxTyper::untilReady(const QString &screenBef
         const PaneState state = co_await paneState();
         if (!self || !state.exists)
             co_return Readiness{true};
-        if (signalled && state.foreground == m_shellName)
+        // The hook's own tmux client may still be in front for a moment after it signalled.
+        if (signalled && (state.foreground == m_shellName || state.foreground == m_tmuxName))
             co_return Readiness{false, true, state};
 
         if (state.screen != last || !sinceChange.isValid()) {
@@ -210,7 +239,7 @@ QCoro::Task<TmuxTyper::Readiness> TmuxTyper::untilReady(const QString &screenBef
                            : sinceTyped.elapsed() < 20000 ? 250ms
                                                           : 1000ms;
         if (!m_promptSeen)
-            co_await qCoro(this, &TmuxTyper::promptSignalled, pause);
+            co_await Pause{this, pause};
         if (!self)
             co_return Readiness{true};
     }

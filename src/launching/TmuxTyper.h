@@ -6,6 +6,9 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QProcess>
+#include <QTimer>
+
+#include <coroutine>
 
 namespace corvane {
 
@@ -63,7 +66,6 @@ Q_SIGNALS:
     void inputWanted();
     // Step `index` has just been typed.
     void stepTyped(int index);
-    void promptSignalled(); // the hook's signal came (internal)
 
 private:
     struct PaneState;
@@ -74,14 +76,28 @@ private:
     QCoro::Task<bool> gaveUp() const;
     bool looksReady(const PaneState &state) const;
     void listenForPrompt();
+    void wake();
+
+    // Suspends the typing until the prompt hook signals or `length` has passed, whichever is
+    // first.
+    struct Pause {
+        TmuxTyper *typer;
+        std::chrono::milliseconds length;
+        bool await_ready() const noexcept { return typer->m_promptSeen; }
+        void await_suspend(std::coroutine_handle<> waiting);
+        void await_resume() const noexcept {}
+    };
 
     const TmuxClient &m_tmux;
     Sleeper &m_sleeper;
     TmuxWindow m_window;
     QString m_pane;
     QString m_shellName;
+    QString m_tmuxName;
     bool m_signalsPrompt;
     QProcess m_listener; // `tmux wait-for` on the pane's channel, while typing
+    QTimer m_pause;
+    std::coroutine_handle<> m_waiting;
     bool m_promptSeen = false;
     bool m_typing = true;
 };
