@@ -86,6 +86,9 @@ public:
     // the one $TERMINAL names, then Debian's x-terminal-emulator). They may not be installed.
     virtual QStringList preferredTerminals() const = 0;
 
+    // Where the command-line program `name` (tmux) is installed, or nothing.
+    virtual std::optional<QString> programPath(const QString &name) const = 0;
+
     // The shell that runs a packed window's command (`<shell> -ilc <command>`).
     virtual QString windowShell() const = 0;
 
