@@ -17,15 +17,9 @@ target_compile_definitions(corvane_warnings INTERFACE
 
 # Registers a QtTest executable as one ctest test. Widget tests run offscreen.
 function(corvane_add_test name)
-    cmake_parse_arguments(ARG "GUI" "" "SOURCES;LIBS;ENV" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE corvane_warnings Qt6::Test ${ARG_LIBS})
     add_test(NAME ${name} COMMAND ${name})
-    set(env ${ARG_ENV})
-    if(NOT ARG_GUI)
-        list(APPEND env QT_QPA_PLATFORM=offscreen)
-    endif()
-    if(env)
-        set_tests_properties(${name} PROPERTIES ENVIRONMENT "${env}")
-    endif()
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT QT_QPA_PLATFORM=offscreen)
 endfunction()

@@ -60,8 +60,11 @@ std::optional<ScriptError> PackedWindowLauncher::failureRightAfterStart(Terminal
     const QString how = end->kind == ProcessEnd::Kind::exited
                             ? u"it exited with status %1"_s.arg(end->code)
                             : u"it was stopped by signal %1"_s.arg(end->code);
-    return ScriptError{0, u"Couldn’t launch "_s + displayName(terminal) + u": "_s + how +
-                              u" right after starting."_s};
+    QString message =
+        u"Couldn’t launch "_s + displayName(terminal) + u": "_s + how + u" right after starting."_s;
+    if (!end->lastWords.isEmpty())
+        message += u"\n\n"_s + end->lastWords;
+    return ScriptError{0, message, false};
 }
 
 } // namespace corvane

@@ -89,6 +89,7 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     if (m_isRunning)
         co_return;
     setRunning(true);
+    const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
     LaunchAlerts alerts(m_platform);
     const TerminalApp terminal = config.terminalApp;

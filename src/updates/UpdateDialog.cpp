@@ -12,23 +12,12 @@ namespace corvane {
 
 namespace {
 
-UpdateDialog::AnswerHook &answerHook()
-{
-    static UpdateDialog::AnswerHook hook;
-    return hook;
-}
-
 QString versionOrUnknown(const QString &version)
 {
     return version.isEmpty() ? u"an unknown version"_s : version;
 }
 
 } // namespace
-
-void UpdateDialog::setAnswerHook(AnswerHook hook)
-{
-    answerHook() = std::move(hook);
-}
 
 void UpdateDialog::present(const UpdateCheckResult &result, QWidget *parent)
 {
@@ -71,18 +60,12 @@ void UpdateDialog::present(const UpdateCheckResult &result, QWidget *parent)
         break;
     }
 
-    QAbstractButton *chosen = nullptr;
-    if (answerHook()) {
-        chosen = answerHook()(box);
-    } else {
-        // A tray application has no window of its own in front, so bring the dialog forward.
-        box.show();
-        box.raise();
-        box.activateWindow();
-        box.exec();
-        chosen = box.clickedButton();
-    }
-    const auto link = links.constFind(chosen);
+    // A tray application has no window of its own in front, so bring the dialog forward.
+    box.show();
+    box.raise();
+    box.activateWindow();
+    box.exec();
+    const auto link = links.constFind(box.clickedButton());
     if (link != links.cend())
         QDesktopServices::openUrl(*link);
 }

@@ -2,10 +2,6 @@
 
 #include "UpdateCheckResult.h"
 
-#include <functional>
-
-class QAbstractButton;
-class QMessageBox;
 class QWidget;
 
 namespace corvane {
@@ -16,12 +12,6 @@ public:
     UpdateDialog() = delete;
 
     static void present(const UpdateCheckResult &result, QWidget *parent = nullptr);
-
-    // Lets tests answer the dialog instead of a user: the hook receives the finished box in
-    // place of exec() and returns the button to act on (nullptr: closed without a choice).
-    // An empty hook restores the real modal loop.
-    using AnswerHook = std::function<QAbstractButton *(QMessageBox &box)>;
-    static void setAnswerHook(AnswerHook hook);
 };
 
 } // namespace corvane
