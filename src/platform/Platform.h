@@ -11,10 +11,12 @@
 
 namespace corvane {
 
-// A program and its argument vector, started without any shell in between.
+// A program and its argument vector, started without any shell in between, in
+// `workingDirectory` (empty: the caller's).
 struct ProcessCommand {
     QString program;
     QStringList arguments;
+    QString workingDirectory;
 
     friend bool operator==(const ProcessCommand &, const ProcessCommand &) = default;
 };
@@ -68,9 +70,9 @@ public:
                                        const QStringList &openArguments) const = 0;
 
     // Starts a process and returns at once, without waiting for it; the child inherits
-    // environment, working directory and standard input and output, while its standard error is
-    // kept aside for endOfLastStarted(). Gives the system's reason when the process cannot be
-    // started.
+    // environment and standard input and output, and the working directory unless the command
+    // names one, while its standard error is kept aside for endOfLastStarted(). Gives the
+    // system's reason when the process cannot be started.
     virtual std::optional<QString> startProcess(const ProcessCommand &command) = 0;
 
     // How the process that startProcess started last has ended, or nothing while it runs.

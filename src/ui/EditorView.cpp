@@ -291,7 +291,7 @@ void EditorView::syncCards()
     for (const TabGroup &group : config.groups) {
         std::optional<QString> preview;
         if (combines)
-            preview = PackedCommandBuilder::packed(group.commands);
+            preview = PackedCommandBuilder::packed(group, m_platform.windowShell());
         m_cards.value(group.id)->update(group, preview, canDelete);
     }
     // After the updates, which may have added step rows inside the cards.

@@ -142,8 +142,9 @@ exit 1
                               u"with status 1 right after starting.\n\nLSOpenURLsWithRole() "
                               u"failed with error -10810."_s,
                               u"activity ends"_s}));
-        QCOMPARE(readAll(bin.filePath(u"open.log"_s)),
-                 "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntop; exec /bin/zsh -il\n");
+        QCOMPARE(
+            readAll(bin.filePath(u"open.log"_s)),
+            "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntrap : INT; top; exec /bin/zsh -il\n");
     }
 
     // Start at login is Corvane's own login item, Run at login the bundled agent that adds

@@ -163,7 +163,7 @@ void reapWhenExited(pid_t pid, std::shared_ptr<LastStart> last)
 // shells. posix_spawn shares our memory until exec instead of copying it, and reports a failed
 // exec as its result.
 int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments,
-                  const std::shared_ptr<LastStart> &last)
+                  const QByteArray &directory, const std::shared_ptr<LastStart> &last)
 {
     std::vector<char *> argv;
     argv.reserve(static_cast<size_t>(arguments.size()) + 1);
@@ -184,12 +184,16 @@ int spawnDetached(const QByteArray &path, const QList<QByteArray> &arguments,
     ::posix_spawnattr_setsigdefault(&attributes, &allSignals);
     ::posix_spawnattr_setflags(&attributes,
                                POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    // Standard error goes to a file of its own, read only if the child fails at once.
+    // Standard error goes to a file of its own, read only if the child fails at once. A terminal
+    // passes its own working directory to the shell of its window (server-style ones send it to
+    // their server along with the request).
     const int errorFile = anonymousFile();
     posix_spawn_file_actions_t files;
     ::posix_spawn_file_actions_init(&files);
     if (errorFile >= 0)
         ::posix_spawn_file_actions_adddup2(&files, errorFile, STDERR_FILENO);
+    if (!directory.isEmpty())
+        ::posix_spawn_file_actions_addchdir_np(&files, directory.constData());
     pid_t pid = 0;
     const int error =
         ::posix_spawn(&pid, path.constData(), &files, &attributes, argv.data(), environ);
@@ -232,7 +236,8 @@ std::optional<QString> DetachedSpawner::start(const ProcessCommand &command)
     for (const QString &argument : command.arguments)
         arguments.append(argument.toUtf8());
 
-    const int error = spawnDetached(QFile::encodeName(path), arguments, m_lastStart);
+    const int error = spawnDetached(QFile::encodeName(path), arguments,
+                                    QFile::encodeName(command.workingDirectory), m_lastStart);
     if (error != 0)
         return qt_error_string(error);
     return std::nullopt;
