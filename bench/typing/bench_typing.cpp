@@ -39,7 +39,8 @@ Figures measure(const QString &tmux, const QString &shell, const QTemporaryDir &
     testing::FakePlatform platform;
     platform.shell = shell;
     BootTimeSleeper sleeper;
-    TmuxSessions sessions(platform, sleeper, tmux, u"bench-"_s + QFileInfo(shell).fileName());
+    TmuxSessions sessions(platform, sleeper, tmux, u"bench-"_s + QFileInfo(shell).fileName(),
+                          dir.filePath(u"hooks"_s));
     TmuxWindow window{u"bench"_s, dir.path(), {}, false};
     for (int i = 0; i < commands; ++i)
         window.steps.append({u"date +%s%N >> "_s + stamps});

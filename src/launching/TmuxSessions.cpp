@@ -1,11 +1,14 @@
 #include "TmuxSessions.h"
 
+#include "PackedCommandBuilder.h"
 #include "Platform.h"
-#include "RunPreview.h"
+#include "Whitespace.h"
 
 #include <QCoroTimer>
 #include <QDir>
+#include <QFile>
 #include <QPointer>
+#include <QStandardPaths>
 
 namespace corvane {
 
@@ -28,11 +31,16 @@ QString exactSession(const QString &session)
 } // namespace
 
 TmuxSessions::TmuxSessions(Platform &platform, Sleeper &sleeper, const QString &tmuxProgram,
-                           const QString &server, QObject *parent)
+                           const QString &server, const QString &hooksDirectory, QObject *parent)
     : QObject(parent), m_platform(platform), m_sleeper(sleeper), m_tmux(tmuxProgram, server),
-      m_hooks(tmuxProgram, m_hookDir.path())
+      m_hookDir(hooksDirectory), m_hooks(tmuxProgram, hooksDirectory)
 {
-    m_hookProblem = m_hookDir.isValid() ? m_hooks.write() : m_hookDir.errorString();
+    // Owner only: the shells run what is in there.
+    if (!QDir().mkpath(m_hookDir) ||
+        !QFile::setPermissions(m_hookDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+        m_hookProblem = u"cannot create "_s + m_hookDir;
+    else
+        m_hookProblem = m_hooks.write();
     const ProcessCommand watch = m_tmux.command({u"wait-for"_s, clientsChannel});
     m_clientWatch.setProgram(watch.program);
     m_clientWatch.setArguments(watch.arguments);
@@ -45,6 +53,7 @@ TmuxSessions::TmuxSessions(Platform &platform, Sleeper &sleeper, const QString &
 
 TmuxSessions::~TmuxSessions()
 {
+    endUnattached();
     m_clientWatch.kill();
     m_clientWatch.waitForFinished(1000); // killed: this only reaps it
 }
@@ -88,10 +97,46 @@ QCoro::Task<QStringList> TmuxSessions::existingSessions() const
                        : QStringList();
 }
 
-QStringList TmuxSessions::newSessionArguments(const QString &session,
-                                              const TmuxWindow &window) const
+QString TmuxSessions::defaultHooksDirectory()
 {
-    const TmuxShellStart shell = m_hooks.start(m_platform.windowShell());
+    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) + u"/corvane-shells"_s;
+}
+
+TmuxWindow TmuxSessions::windowOf(const TabGroup &group, const QString &folder,
+                                  const QStringList &notices)
+{
+    TmuxWindow window{group.name, folder, {}, group.stopOnError};
+    for (const QString &notice : notices)
+        window.steps.append({PackedCommandBuilder::echoCommand(notice)});
+    if (const QString start = PackedCommandBuilder::waitCommand(group.startWhen); !start.isEmpty())
+        window.steps.append({start, 0, true});
+    bool commands = false;
+    for (const CommandStep &step : group.commands) {
+        if (isBlank(step.command))
+            continue;
+        commands = true;
+        const QString wait = PackedCommandBuilder::waitCommand(step.waitFor);
+        window.steps.append({step.command, wait.isEmpty() ? step.delayAfter : 0});
+        if (!wait.isEmpty())
+            window.steps.append({wait, step.delayAfter, true});
+    }
+    if (!commands) // nothing to type but a wait: nothing to run
+        window.steps.clear();
+    return window;
+}
+
+QStringList TmuxSessions::typeArguments(const QString &session, const QString &text)
+{
+    return {u"send-keys"_s, u"-t"_s, exactSession(session), u"-l"_s,   u"--"_s, text, u";"_s,
+            u"send-keys"_s, u"-t"_s, exactSession(session), u"Enter"_s};
+}
+
+QStringList TmuxSessions::newSessionArguments(const QString &tmuxProgram,
+                                              const QString &hooksDirectory,
+                                              const QString &shellPath, const QString &session,
+                                              const TmuxWindow &window)
+{
+    const TmuxShellStart shell = TmuxShellHooks(tmuxProgram, hooksDirectory).start(shellPath);
     QStringList arguments{u"new-session"_s,
                           u"-d"_s,
                           u"-P"_s,
@@ -114,13 +159,13 @@ QStringList TmuxSessions::newSessionArguments(const QString &session,
     return arguments;
 }
 
-QString TmuxSessions::attachLine(const QString &session) const
+QString TmuxSessions::attachLine(const TmuxClient &client, const QString &session)
 {
     const auto tmux = [&](const QStringList &arguments) {
         QStringList words;
-        for (const QString &word : m_tmux.command(arguments).arguments)
-            words.append(RunPreview::shellQuoted(word));
-        return RunPreview::shellQuoted(m_tmux.program()) + u' ' + words.join(u' ');
+        for (const QString &word : client.command(arguments).arguments)
+            words.append(PackedCommandBuilder::shellQuoted(word));
+        return PackedCommandBuilder::shellQuoted(client.program()) + u' ' + words.join(u' ');
     };
     // tmux attach ends with 0 after a detach (and when the session ended, where marking it
     // fails quietly), and with 1 when the terminal went away. Either way the window then closes,
@@ -136,7 +181,8 @@ QCoro::Task<std::optional<ScriptError>> TmuxSessions::open(const QString &sessio
     if (m_hookProblem)
         co_return ScriptError{0, u"Couldn’t prepare the shells for typing: "_s + *m_hookProblem};
     QPointer self(this);
-    const TmuxReply reply = co_await m_tmux.run(newSessionArguments(session, window));
+    const TmuxReply reply = co_await m_tmux.run(newSessionArguments(
+        m_tmux.program(), m_hookDir, m_platform.windowShell(), session, window));
     if (!self)
         co_return std::nullopt;
     const QString pane = QString::fromUtf8(reply.out).trimmed();
@@ -248,6 +294,13 @@ void TmuxSessions::endUnattached()
     // Corvane is on its way out: nothing waits for the answer.
     const ProcessCommand command = m_tmux.command(arguments);
     QProcess::startDetached(command.program, command.arguments);
+}
+
+std::pair<QString, QString> TmuxSessions::missingText()
+{
+    return {u"tmux isn’t installed"_s,
+            u"Turn off “Type commands one at a time (through tmux)” in Edit Commands…, or "
+            u"install tmux and try again."_s};
 }
 
 QString TmuxSessions::inputWantedMessage(const QString &windowName)

@@ -5,11 +5,12 @@
 #include "TmuxShellHooks.h"
 #include "TmuxTyper.h"
 
+#include "TabGroup.h"
+
 #include <QCoroTask>
 #include <QHash>
 #include <QObject>
 #include <QProcess>
-#include <QTemporaryDir>
 
 #include <optional>
 
@@ -30,9 +31,20 @@ class TmuxSessions final : public QObject {
     Q_DISABLE_COPY_MOVE(TmuxSessions)
 
 public:
-    // `tmuxProgram` is tmux's path; `server` the name of Corvane's server (tmux -L).
+    // `tmuxProgram` is tmux's path; `server` the name of Corvane's server (tmux -L); the shells'
+    // prompt hooks are written into `hooksDirectory`.
     TmuxSessions(Platform &platform, Sleeper &sleeper, const QString &tmuxProgram,
-                 const QString &server = QStringLiteral("corvane"), QObject *parent = nullptr);
+                 const QString &server = QStringLiteral("corvane"),
+                 const QString &hooksDirectory = defaultHooksDirectory(),
+                 QObject *parent = nullptr);
+
+    // Where the prompt hooks live: a folder of Corvane's in the user's private runtime folder.
+    static QString defaultHooksDirectory();
+    // The window `group` becomes when typed into: its start condition, its non-blank commands (as
+    // stored) and their waits as commands of their own, each step's delay after its wait.
+    // `notices` are echoed first.
+    static TmuxWindow windowOf(const TabGroup &group, const QString &folder,
+                               const QStringList &notices = {});
     ~TmuxSessions() override;
 
     const TmuxClient &client() const { return m_tmux; }
@@ -44,11 +56,16 @@ public:
     // The sessions on the server now (none when it is not running).
     QCoro::Task<QStringList> existingSessions() const;
 
-    // The tmux command that opens `window` as `session` (starting the server when needed).
-    QStringList newSessionArguments(const QString &session, const TmuxWindow &window) const;
+    // The tmux command that opens `window` as `session` with `shell` (starting the server when
+    // needed), its prompt hook read from `hooksDirectory`.
+    static QStringList newSessionArguments(const QString &tmuxProgram,
+                                           const QString &hooksDirectory, const QString &shell,
+                                           const QString &session, const TmuxWindow &window);
     // What the terminal window runs: attach to the session; after a detach on purpose, mark it to
     // be kept. POSIX shell and fish syntax alike.
-    QString attachLine(const QString &session) const;
+    static QString attachLine(const TmuxClient &tmux, const QString &session);
+    // The tmux command that types `text` into `session` (for showing: a run names the pane).
+    static QStringList typeArguments(const QString &session, const QString &text);
 
     // Opens the session and starts typing into it; returns once it exists. The typing goes on
     // in the background.
@@ -60,6 +77,8 @@ public:
     // Ends `session` at once (its terminal could not be opened).
     void end(const QString &session);
 
+    // The alert when tmux is missing: its message and informative text.
+    static std::pair<QString, QString> missingText();
     // "Window “api” is waiting for your input".
     static QString inputWantedMessage(const QString &windowName);
 
@@ -84,7 +103,7 @@ private:
     Platform &m_platform;
     Sleeper &m_sleeper;
     TmuxClient m_tmux;
-    QTemporaryDir m_hookDir;
+    QString m_hookDir;
     TmuxShellHooks m_hooks;
     std::optional<QString> m_hookProblem;
     QHash<QString, Session> m_sessions;

@@ -7,6 +7,7 @@
 #include <QUuid>
 #include <QWidget>
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QScrollArea;
@@ -53,6 +54,10 @@ private:
     QList<TerminalApp> m_pickerEntries;
     QList<TerminalApp> m_installed; // as found when the window was last opened
     QLabel *m_notice;
+    // "Type commands one at a time (through tmux)": shown while tmux is installed (as found when
+    // the window was last opened) and the terminal is started with a command line.
+    QCheckBox *m_typeThroughTmux;
+    bool m_tmuxInstalled = false;
     QVBoxLayout *m_cardsLayout;
     QToolButton *m_addWindow = nullptr;
     KeyedWidgets<GroupEditor> m_cards;

@@ -103,7 +103,8 @@ PS1="$1\$ " exec sh -i
         platform.calls.clear();
         server = u"test-"_s + QString::fromLatin1(QTest::currentTestFunction()) + u'-' +
                  QString::fromLatin1(QTest::currentDataTag());
-        sessions = std::make_unique<TmuxSessions>(platform, sleeper, tmux, server);
+        sessions = std::make_unique<TmuxSessions>(platform, sleeper, tmux, server,
+                                                  dir.filePath(u"hooks"_s));
     }
 
     void cleanup()
@@ -238,7 +239,7 @@ PS1="$1\$ " exec sh -i
             auto *terminal = new QProcess(this);
             // Its input stays open, as a terminal's would.
             terminal->start(u"sh"_s, {u"-c"_s, u"sleep 600 | script -qec \"$0\" /dev/null"_s,
-                                      sessions->attachLine(session)});
+                                      TmuxSessions::attachLine(sessions->client(), session)});
             terminals.append(terminal);
             QTRY_VERIFY_WITH_TIMEOUT(tmuxOut({u"display-message"_s, u"-p"_s, u"-t"_s,
                                               u'=' + session + u':', u"#{session_attached}"_s}) ==
