@@ -3,12 +3,14 @@
 // password, waits, the shell's history, a session that dies and the sessions' ends.
 #include "BootTimeSleeper.h"
 #include "FakePlatform.h"
+#include "RunPlan.h"
 #include "RunPreview.h"
 #include "TestHelpers.h"
 #include "TmuxSessions.h"
 
 #include <QCoroTask>
 #include <QDir>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -275,6 +277,49 @@ PS1="$1\$ " exec sh -i
             terminal->kill();
             terminal->waitForFinished();
         }
+    }
+
+    // The plan of a run with the choice made: sessions named after the windows and free on the
+    // server, the terminal's recipe attaching to them, waits typed as commands of their own; no
+    // tmux, the alert; a terminal opened by Warp's launch file keeps its packed lines.
+    void thePlanTypesThroughTmux()
+    {
+        FakePlatform fake;
+        fake.install(u"xterm"_s, u"/usr/bin/xterm"_s);
+        fake.shell = u"/bin/bash"_s;
+        AppConfig config{TerminalApp::xterm,
+                         {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
+                          group(u"api: db"_s, {step(u"make"_s, 2)})},
+                         u"tmux"_s};
+        config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
+        config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
+
+        const RunPlan missing = RunPlan::of(config, fake);
+        QVERIFY(missing.tmuxMissing);
+        QVERIFY(RunPreview::of(missing, fake).problem.startsWith(u"tmux isn’t installed."_s));
+
+        fake.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
+        const RunPlan plan = RunPlan::of(config, fake, {u"api-db"_s});
+        QCOMPARE(plan.windows.size(), 2);
+        QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
+        QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
+        QCOMPARE(plan.windows[0].process.arguments.last(),
+                 TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db-2"_s));
+        QCOMPARE(plan.windows[0].process.arguments.mid(0, 4),
+                 (QStringList{u"-T"_s, u"api: db"_s, u"-e"_s, u"/bin/bash"_s}));
+        // The start condition, the command, its wait with the command's delay after it.
+        const QList<TmuxStep> &steps = plan.windows[1].tmuxWindow.steps;
+        QCOMPARE(steps.size(), 3);
+        QVERIFY(steps[0].isWait && steps[0].text.contains(u"/tmp/x"_s));
+        QVERIFY(!steps[1].isWait && steps[1].text == u"make"_s && steps[1].delayAfter == 0);
+        QVERIFY(steps[2].isWait && steps[2].text.contains(u"5432"_s) && steps[2].delayAfter == 2);
+        const QString preview = RunPreview::of(plan, fake).text();
+        QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
+        QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
+
+        config.terminalApp = TerminalApp::warp;
+        fake.install(u"dev.warp.Warp-Stable"_s);
+        QVERIFY(!RunPlan::of(config, fake).windows[0].tmuxSession);
     }
 };
 
