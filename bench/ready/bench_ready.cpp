@@ -107,7 +107,7 @@ double fiveWindows(const QString &folder, bool waits)
     db.commands = {CommandStep{QUuid::createUuid(),
                                u"python3 -c 'import socket, time; time.sleep(2); s = "
                                u"socket.create_server((\"127.0.0.1\", %1)); "
-                               u"open(\"%2\", \"a\").write(\"%3\\n\" %% time.time()); "
+                               u"open(\"%2\", \"a\").write(\"%3\\n\" % time.time()); "
                                u"time.sleep(30)'"_s.arg(port)
                                    .arg(marks, u"%f"_s),
                                0}};

@@ -19,6 +19,8 @@ struct CommandLine {
 
     Action action = Action::tray;
     QString error;
+    // run: wait for the outcome (false with --no-wait).
+    bool wait = true;
 
     // Reads `arguments`, the program's name first.
     static CommandLine parse(const QStringList &arguments);
@@ -29,6 +31,8 @@ struct CommandLine {
     // Why `run` did nothing, one line each.
     static QString nothingToRunText();
     static QString alreadyRunningText();
+    // config.json could not be read, and why.
+    static QString unreadableText(const QString &path, const QString &reason);
 };
 
 } // namespace corvane

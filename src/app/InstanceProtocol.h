@@ -8,13 +8,15 @@
 namespace corvane::instance {
 
 // What a later start of Corvane asks of the running one, and its answer: one line each way over
-// the single-instance socket, "run\n" or "edit\n", then "ok\n" or "refused <reason>\n" (UTF-8).
+// the single-instance socket, "edit\n", "run\n" or "run --no-wait\n", then "ok\n" or
+// "refused <reason>\n" (UTF-8). A run is answered once its outcome is known, with the alert's text
+// when it ended with one; a run without waiting as soon as it has started.
 
-enum class Request { edit, run };
+enum class Request { edit, run, runNoWait };
 
 struct Reply {
     bool ok = true;
-    QString reason; // why it was refused, one line
+    QString reason; // why it was refused, one line without control characters
 
     friend bool operator==(const Reply &, const Reply &) = default;
 };

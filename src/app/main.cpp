@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 #include "ConfigStore.h"
 #include "DryRun.h"
+#include "RunWatch.h"
 #include "SingleInstance.h"
 #include "SystemPlatform.h"
 #include "TerminalRunner.h"
@@ -37,18 +38,30 @@ int report(const Reply &reply)
     return 1;
 }
 
-std::optional<QString> refusalText(const std::optional<corvane::RunRefusal> &refusal)
+// Why a run cannot start now, or nothing.
+std::optional<QString> refusalText(const corvane::ConfigStore &store, const corvane::MenuView &menu)
 {
+    // An unreadable file leaves the default configuration, which has nothing to run either.
+    if (!store.loadError().isEmpty())
+        return CommandLine::unreadableText(store.fileUrl(), store.loadError());
+    const auto refusal = menu.runRefusal();
     if (!refusal)
         return std::nullopt;
     return *refusal == corvane::RunRefusal::alreadyRunning ? CommandLine::alreadyRunningText()
                                                            : CommandLine::nothingToRunText();
 }
 
-// The tray application, or a hand-over to the one already running.
-int runInstance(int argc, char *argv[], CommandLine::Action action)
+Request requestFor(const CommandLine &command)
 {
-    const Request request = action == CommandLine::Action::run ? Request::run : Request::edit;
+    if (command.action != CommandLine::Action::run)
+        return Request::edit;
+    return command.wait ? Request::run : Request::runNoWait;
+}
+
+// The tray application, or a hand-over to the one already running.
+int runInstance(int argc, char *argv[], const CommandLine &command)
+{
+    const Request request = requestFor(command);
     const std::unique_ptr<corvane::Platform> platform = corvane::makeSystemPlatform();
 
     // Qt aborts without a display. A running Corvane can still take the request (from a script
@@ -58,7 +71,7 @@ int runInstance(int argc, char *argv[], CommandLine::Action action)
         corvane::SingleInstance instance(platform->applicationSupportDirectory());
         if (const auto reply = instance.handOver(request))
             return report(*reply);
-        complain(*problem);
+        complain(instance.problem().value_or(*problem));
         return 1;
     }
 
@@ -70,13 +83,20 @@ int runInstance(int argc, char *argv[], CommandLine::Action action)
 
     const QString supportDirectory = platform->applicationSupportDirectory();
     corvane::SingleInstance instance(supportDirectory);
+    // Another user could take over a shared socket folder: better no Corvane than theirs.
+    if (const auto problem = instance.problem()) {
+        complain(*problem);
+        return 1;
+    }
     if (const auto reply = instance.handOverOrClaim(request))
         return report(*reply);
 
     corvane::UpdateChecker updater(corvane::updateFeedUrl(), corvane::currentAppVersion());
     const std::unique_ptr<corvane::Sleeper> sleeper = corvane::makeSystemSleeper();
     corvane::ConfigStore store(supportDirectory);
-    corvane::TerminalRunner runner(*platform, *sleeper);
+    corvane::RunWatch watch(*platform);
+    corvane::TerminalRunner runner(watch, *sleeper);
+    watch.watch(runner);
 
     corvane::TrayShell shell(store, runner, updater, *platform);
     corvane::MenuView &menu = shell.menuView();
@@ -86,24 +106,37 @@ int runInstance(int argc, char *argv[], CommandLine::Action action)
             shell.showEditor();
             return;
         }
-        if (const auto refused = refusalText(menu.runRefusal())) {
+        if (const auto refused = refusalText(store, menu)) {
             answer({false, *refused});
             return;
         }
-        // Answered first: the run may hold the answer back behind an alert.
-        answer({});
+        if (received == Request::run) {
+            watch.whenKnown([answer](const std::optional<QString> &alert) {
+                answer(alert ? Reply{false, *alert} : Reply{});
+            });
+        } else {
+            answer({}); // before the run, which may hold everything up behind an alert
+        }
         menu.startRun();
     });
     shell.start();
 
-    if (action == CommandLine::Action::edit)
+    // A new user is not left with a silent tray icon: with nothing configured yet, the editor
+    // shows where to start. Opening it writes nothing, so later starts stay quiet only once
+    // something has been saved.
+    if (command.action == CommandLine::Action::edit || store.isFirstStart())
         shell.showEditor();
-    if (action == CommandLine::Action::run) {
-        // This process stays in the tray whatever happens; a refusal is only reported.
-        if (const auto refused = refusalText(menu.runRefusal()))
+    if (command.action == CommandLine::Action::run) {
+        // This process stays in the tray whatever happens; a refusal or an alert is reported.
+        if (const auto refused = refusalText(store, menu)) {
             complain(*refused);
-        else
+        } else {
+            watch.whenKnown([](const std::optional<QString> &alert) {
+                if (alert)
+                    complain(*alert);
+            });
             menu.startRun();
+        }
     }
     return QApplication::exec();
 }
@@ -143,5 +176,5 @@ int main(int argc, char *argv[])
     case CommandLine::Action::edit:
         break;
     }
-    return runInstance(argc, argv, command.action);
+    return runInstance(argc, argv, command);
 }

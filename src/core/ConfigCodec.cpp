@@ -8,6 +8,7 @@
 #include <QJsonParseError>
 #include <QJsonValue>
 
+#include <algorithm>
 #include <cmath>
 
 namespace corvane {
@@ -58,30 +59,45 @@ QJsonValue readOptional(const QJsonObject &object, QLatin1StringView key)
     return value.isNull() ? QJsonValue(QJsonValue::Undefined) : value;
 }
 
-std::optional<CommandStep> readStep(const QJsonValue &value)
+// Why a value was refused: the first key that is wrong, with the kind of value it must hold.
+using Why = QString;
+
+std::optional<CommandStep> readStep(const QJsonValue &value, Why &why)
 {
-    if (!value.isObject())
+    if (!value.isObject()) {
+        why = u"it is not an object"_s;
         return std::nullopt;
+    }
     const QJsonObject object = value.toObject();
     const auto id = readUuid(object.value("id"_L1));
     auto command = readText(object.value("command"_L1));
     const QJsonValue delay = object.value("delayAfter"_L1);
-    if (!id || !command || !delay.isDouble())
+    if (!id || !command || !delay.isDouble()) {
+        why = !id        ? u"\"id\" is not an identifier"_s
+              : !command ? u"\"command\" is not a text"_s
+                         : u"\"delayAfter\" is not a number"_s;
         return std::nullopt;
+    }
     return CommandStep{*id, std::move(*command), delay.toDouble(),
                        readOptional(object, "waitFor"_L1)};
 }
 
-std::optional<TabGroup> readGroup(const QJsonValue &value)
+std::optional<TabGroup> readGroup(const QJsonValue &value, Why &why)
 {
-    if (!value.isObject())
+    if (!value.isObject()) {
+        why = u"it is not an object"_s;
         return std::nullopt;
+    }
     const QJsonObject object = value.toObject();
     const auto id = readUuid(object.value("id"_L1));
     auto name = readText(object.value("name"_L1));
     const QJsonValue commands = object.value("commands"_L1);
-    if (!id || !name || !commands.isArray())
+    if (!id || !name || !commands.isArray()) {
+        why = !id     ? u"\"id\" is not an identifier"_s
+              : !name ? u"\"name\" is not a text"_s
+                      : u"\"commands\" is not a list"_s;
         return std::nullopt;
+    }
 
     TabGroup group{*id,
                    std::move(*name),
@@ -93,28 +109,36 @@ std::optional<TabGroup> readGroup(const QJsonValue &value)
     const QJsonArray steps = commands.toArray();
     group.commands.reserve(steps.size());
     for (const QJsonValue &stepValue : steps) {
-        auto step = readStep(stepValue);
-        if (!step)
+        auto step = readStep(stepValue, why);
+        if (!step) {
+            why = u"command %1: %2"_s.arg(group.commands.size() + 1).arg(why);
             return std::nullopt;
+        }
         group.commands.append(std::move(*step));
     }
 
     const QJsonValue packedOverride = object.value("packedOverride"_L1);
     if (!packedOverride.isUndefined() && !packedOverride.isNull()) {
         group.packedOverride = readText(packedOverride);
-        if (!group.packedOverride)
+        if (!group.packedOverride) {
+            why = u"\"packedOverride\" is not a text"_s;
             return std::nullopt;
+        }
     }
 
     const QJsonValue directory = readOptional(object, "directory"_L1);
     if (!directory.isUndefined()) {
         group.directory = readText(directory);
-        if (!group.directory)
+        if (!group.directory) {
+            why = u"\"directory\" is not a text"_s;
             return std::nullopt;
+        }
     }
     const QJsonValue stopOnError = readOptional(object, "stopOnError"_L1);
-    if (!stopOnError.isUndefined() && !stopOnError.isBool())
+    if (!stopOnError.isUndefined() && !stopOnError.isBool()) {
+        why = u"\"stopOnError\" is not true or false"_s;
         return std::nullopt;
+    }
     group.stopOnError = stopOnError.toBool();
     return group;
 }
@@ -240,14 +264,33 @@ QByteArray escapeByteOrderMarks(const QByteArray &bytes)
     return escaped;
 }
 
+// "line 3, column 7" for the offset that QJsonParseError gives, which is just past the character
+// at fault; columns count characters rather than bytes.
+QString position(const QByteArray &bytes, qsizetype offset)
+{
+    offset = std::clamp<qsizetype>(offset - 1, 0, bytes.size());
+    const QByteArrayView before(bytes.constData(), offset);
+    const qsizetype lineStart = before.lastIndexOf('\n') + 1;
+    const qsizetype column = QString::fromUtf8(before.sliced(lineStart)).size() + 1;
+    return u"line %1, column %2"_s.arg(before.count('\n') + 1).arg(column);
+}
+
 } // namespace
 
-std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
+std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes, QString *reason)
 {
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(escapeByteOrderMarks(bytes), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
+    const auto refuse = [reason](const QString &why) -> std::optional<AppConfig> {
+        if (reason)
+            *reason = why;
         return std::nullopt;
+    };
+    QJsonParseError error{};
+    const QByteArray escaped = escapeByteOrderMarks(bytes);
+    const QJsonDocument document = QJsonDocument::fromJson(escaped, &error);
+    if (error.error != QJsonParseError::NoError)
+        return refuse(u"%1: %2"_s.arg(position(escaped, error.offset), error.errorString()));
+    if (!document.isObject())
+        return refuse(u"it does not hold a JSON object"_s);
     const QJsonObject root = document.object();
 
     AppConfig config;
@@ -262,7 +305,7 @@ std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
     if (groups.isUndefined() || groups.isNull())
         return config;
     if (!groups.isArray())
-        return std::nullopt;
+        return refuse(u"\"groups\" is not a list"_s);
     const QJsonArray groupArray = groups.toArray();
     if (groupArray.isEmpty())
         return config;
@@ -270,9 +313,10 @@ std::optional<AppConfig> ConfigCodec::decode(const QByteArray &bytes)
     QList<TabGroup> read;
     read.reserve(groupArray.size());
     for (const QJsonValue &groupValue : groupArray) {
-        auto group = readGroup(groupValue);
+        Why why;
+        auto group = readGroup(groupValue, why);
         if (!group)
-            return std::nullopt;
+            return refuse(u"window %1: %2"_s.arg(read.size() + 1).arg(why));
         read.append(std::move(*group));
     }
     config.groups = std::move(read);

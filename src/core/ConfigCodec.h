@@ -15,8 +15,9 @@ public:
 
     // The document bytes, or nothing when a delay is not a finite number.
     static std::optional<QByteArray> encode(const AppConfig &config);
-    // The configuration, or nothing when the document is unreadable.
-    static std::optional<AppConfig> decode(const QByteArray &bytes);
+    // The configuration, or nothing when the document is unreadable; then `reason` (when given)
+    // says where and why, e.g. "line 3, column 7: missing value separator".
+    static std::optional<AppConfig> decode(const QByteArray &bytes, QString *reason = nullptr);
 };
 
 } // namespace corvane

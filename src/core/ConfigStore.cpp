@@ -1,17 +1,26 @@
 #include "ConfigStore.h"
 
+#include "AtomicFile.h"
 #include "ConfigCodec.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace corvane {
 
 namespace {
 
-constexpr QFileDevice::Permissions ownerOnlyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+std::optional<QByteArray> readAll(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return std::nullopt;
+    return bytes;
+}
 constexpr QFileDevice::Permissions ownerOnlyFolder =
     QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
 
@@ -48,30 +57,31 @@ ConfigStore::ConfigStore(const QString &applicationSupportDirectory, QObject *pa
     makePrivatePath(folder);
     m_filePath = QDir(folder).filePath(QStringLiteral("config.json"));
 
-    // A user of the older build keeps their configuration; the old file stays where it is.
-    if (!QFileInfo::exists(m_filePath)) {
-        const QString oldFile = base.filePath(QStringLiteral("Lumaret/config.json"));
-        if (QFileInfo(oldFile).isFile() && QFile::copy(oldFile, m_filePath))
-            QFile::setPermissions(m_filePath, ownerOnlyFile);
-    }
-
-    // Only regular files are read: opening a FIFO or a device would hang start-up.
-    if (!QFileInfo(m_filePath).isFile())
-        return;
-    QFile file(m_filePath);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    const QByteArray bytes = file.readAll();
-    const bool readFailed = file.error() != QFileDevice::NoError;
-    file.close();
-    if (!readFailed) {
-        if (auto loaded = ConfigCodec::decode(bytes)) {
-            m_config = std::move(*loaded);
+    std::optional<QByteArray> bytes;
+    if (AtomicFile::isPresent(m_filePath)) {
+        // Only regular files are read: opening a FIFO or a device would hang start-up.
+        const auto file = AtomicFile::regularFile(m_filePath);
+        bytes = file ? readAll(*file) : std::nullopt;
+        if (!bytes) {
+            m_loadError = file ? tr("it could not be read") : tr("it is not a regular file");
             return;
         }
+    } else {
+        // A user of the older build keeps their configuration; the old file stays where it is.
+        const auto old =
+            AtomicFile::regularFile(base.filePath(QStringLiteral("Lumaret/config.json")));
+        bytes = old ? readAll(*old) : std::nullopt;
+        m_firstStart = !bytes;
+        if (!bytes)
+            return;
+        AtomicFile::write(m_filePath, *bytes); // when it fails, the first save says why
+    }
+    if (auto loaded = ConfigCodec::decode(*bytes, &m_loadError)) {
+        m_config = std::move(*loaded);
+        return;
     }
     // The user may still want what was in there; save() keeps a copy before replacing it.
-    m_keepUnreadableCopy = true;
+    m_unreadable = std::move(bytes);
 }
 
 void ConfigStore::setConfig(const AppConfig &config)
@@ -80,6 +90,11 @@ void ConfigStore::setConfig(const AppConfig &config)
         return;
     m_config = config;
     Q_EMIT configChanged();
+}
+
+bool ConfigStore::hasFile() const
+{
+    return !m_filePath.isEmpty() && AtomicFile::isPresent(m_filePath);
 }
 
 bool ConfigStore::fail(const QString &reason)
@@ -99,25 +114,19 @@ bool ConfigStore::save()
     if (!bytes)
         return fail(tr("a delay is not a number"));
 
-    if (m_keepUnreadableCopy) {
+    if (m_unreadable) {
+        // Replaces an older copy; a link there is replaced, never followed.
         const QString copy = m_filePath + QStringLiteral(".unreadable");
-        QFile::remove(copy);
-        if (QFile::copy(m_filePath, copy))
-            QFile::setPermissions(copy, ownerOnlyFile);
+        if (QFileInfo(copy).isSymLink())
+            QFile::remove(copy);
+        if (const auto reason = AtomicFile::write(copy, *m_unreadable))
+            return fail(
+                tr("no copy of the unreadable config.json could be kept (%1)").arg(*reason));
+        m_unreadable.reset();
     }
-
-    QSaveFile file(m_filePath);
-    if (!file.open(QIODevice::WriteOnly))
-        return fail(file.errorString());
-    file.setPermissions(ownerOnlyFile);
-    if (file.write(*bytes) != bytes->size()) {
-        const QString reason = file.errorString();
-        file.cancelWriting();
-        return fail(reason);
-    }
-    if (!file.commit())
-        return fail(file.errorString());
-    m_keepUnreadableCopy = false;
+    if (const auto reason = AtomicFile::write(m_filePath, *bytes))
+        return fail(*reason);
+    m_loadError.clear(); // what was unreadable is replaced now
     return fail({});
 }
 

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QString>
 
+#include <optional>
+
 namespace corvane {
 
 // Owns the live configuration: loads it once at start, and writes it back when asked.
@@ -16,7 +18,7 @@ class ConfigStore final : public QObject {
 public:
     // Creates "Corvane" under `applicationSupportDirectory`, takes over "Lumaret/config.json"
     // when "Corvane/config.json" is missing, and loads it (or the default configuration).
-    // Writes nothing.
+    // Writes nothing but that copy.
     explicit ConfigStore(const QString &applicationSupportDirectory, QObject *parent = nullptr);
 
     const AppConfig &config() const { return m_config; }
@@ -30,6 +32,15 @@ public:
 
     QString fileUrl() const { return m_filePath; }
 
+    // Why config.json could not be read at start, e.g. "line 3, column 7: missing value
+    // separator"; empty when it was read or was not there, and after a save. Until then the
+    // default configuration is used.
+    QString loadError() const { return m_loadError; }
+    // True when there was no configuration at all at start (no config.json, nothing taken over).
+    bool isFirstStart() const { return m_firstStart; }
+    // Whether anything is at fileUrl() now.
+    bool hasFile() const;
+
 Q_SIGNALS:
     void configChanged();
     // saveError() changed: a save failed, or succeeded after one that failed.
@@ -38,8 +49,11 @@ Q_SIGNALS:
 private:
     QString m_filePath;
     AppConfig m_config;
-    bool m_keepUnreadableCopy = false;
+    // The unreadable file's bytes, kept beside it at the first save so that nothing is lost.
+    std::optional<QByteArray> m_unreadable;
     QString m_saveError;
+    QString m_loadError;
+    bool m_firstStart = false;
 
     bool fail(const QString &reason);
 };

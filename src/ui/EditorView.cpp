@@ -17,6 +17,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QScopedValueRollback>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QShowEvent>
@@ -243,7 +244,10 @@ void EditorView::showEvent(QShowEvent *event)
     if (replacement) {
         AppConfig config = m_store.config();
         config.terminalApp = *replacement;
-        m_store.setConfig(config); // saved through onConfigChanged like any edit
+        // Saved through onConfigChanged like any edit, except that opening never creates
+        // config.json: a new user's first start stays one until something is changed.
+        const QScopedValueRollback saving(m_saving, m_saving && m_store.hasFile());
+        m_store.setConfig(config);
     }
 }
 

@@ -2,11 +2,14 @@
 #include "ConfigStore.h"
 
 #include <QDir>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -34,6 +37,19 @@ void writeFile(const QString &path, const QByteArray &bytes)
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
 }
 
+QString typeOf(const QString &path)
+{
+    struct stat status {};
+    if (lstat(QFile::encodeName(path).constData(), &status) != 0)
+        return u"none"_s;
+    const auto type = status.st_mode & S_IFMT;
+    return type == S_IFREG   ? u"file"_s
+           : type == S_IFLNK ? u"link"_s
+           : type == S_IFIFO ? u"fifo"_s
+           : type == S_IFDIR ? u"folder"_s
+                             : u"other"_s;
+}
+
 AppConfig sample(const QString &name)
 {
     return {TerminalApp::alacritty,
@@ -51,7 +67,7 @@ class TestConfigStore final : public QObject {
     QStringList entries(const QString &folder) const
     {
         return QDir(m_dir.filePath(folder))
-            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     }
 
 private Q_SLOTS:
@@ -63,6 +79,7 @@ private Q_SLOTS:
         QCOMPARE(store.fileUrl(), m_dir.filePath(u"new/Corvane/config.json"_s));
         QCOMPARE(modeOf(m_dir.filePath(u"new/Corvane"_s)), rw | QFileDevice::ExeOwner);
         QCOMPARE(store.config().groups[0].name, u"Window 1"_s);
+        QVERIFY(store.isFirstStart() && store.loadError().isEmpty());
 
         QSignalSpy changed(&store, &ConfigStore::configChanged);
         store.setConfig(store.config());
@@ -75,7 +92,9 @@ private Q_SLOTS:
         QCOMPARE(contents(store.fileUrl()), *ConfigCodec::encode(store.config()));
         QCOMPARE(modeOf(store.fileUrl()), rw);
         QCOMPARE(entries(u"new/Corvane"_s), QStringList{u"config.json"_s}); // no temporary left
-        QCOMPARE(ConfigStore(m_dir.filePath(u"new"_s)).config(), store.config());
+        const ConfigStore later(m_dir.filePath(u"new"_s));
+        QVERIFY(!later.isFirstStart());
+        QCOMPARE(later.config(), store.config());
     }
 
     void oldFileTakeOver_data()
@@ -95,7 +114,9 @@ private Q_SLOTS:
         writeFile(m_oldFile, old);
         if (!current.isEmpty())
             writeFile(m_file, current);
-        QCOMPARE(ConfigStore(m_dir.path()).config().groups[0].name, loaded);
+        const ConfigStore store(m_dir.path());
+        QCOMPARE(store.config().groups[0].name, loaded);
+        QVERIFY(!store.isFirstStart());     // a configuration taken over is no first start
         QCOMPARE(contents(m_oldFile), old); // copied, never moved
         QCOMPARE(contents(m_file), current.isEmpty() ? old : current);
         if (current.isEmpty()) {
@@ -105,13 +126,16 @@ private Q_SLOTS:
         }
     }
 
+    // An older copy is replaced; a link there is replaced too, never written through.
     void unreadableFileIsKeptAsACopy()
     {
         const QByteArray garbage("\x00\x01garbage{", 10);
         writeFile(m_file, garbage);
-        writeFile(m_file + u".unreadable"_s, "an older copy");
+        QCOMPARE(mkfifo(QFile::encodeName(m_dir.filePath(u"fifo"_s)).constData(), 0600), 0);
+        QVERIFY(QFile::link(m_dir.filePath(u"fifo"_s), m_file + u".unreadable"_s));
         ConfigStore store(m_dir.path());
         QCOMPARE(store.config().groups[0].name, u"Window 1"_s);
+        QCOMPARE(store.loadError(), u"line 1, column 1: illegal value"_s);
         QCOMPARE(contents(m_file), garbage); // untouched until the first save
         for (const QString &name : {u"Edited"_s, u"Edited again"_s}) {
             store.setConfig(sample(name));
@@ -120,46 +144,133 @@ private Q_SLOTS:
             QCOMPARE(contents(m_file + u".unreadable"_s), garbage); // taken once, then kept
             QCOMPARE(modeOf(m_file + u".unreadable"_s), rw);
         }
+        QCOMPARE(typeOf(m_dir.filePath(u"fifo"_s)), u"fifo"_s);
+        QVERIFY(store.loadError().isEmpty()); // replaced by what was saved
         QVERIFY(QFile::remove(m_file + u".unreadable"_s));
         ConfigStore(m_dir.path()).save(); // a readable file gets no copy
         QCOMPARE(entries(u"Corvane"_s), QStringList{u"config.json"_s});
     }
 
-    void oddEntriesAreSurvived_data()
+    // Where and why, for the command line's "Couldn't read".
+    void loadErrorSaysWhereAndWhy_data()
     {
-        QTest::addColumn<QString>("blocker"); // root ignores permissions: entries in the way
-        QTest::newRow("non-finite delay, nothing in the way") << QString();
-        QTest::newRow("folder is a file") << u"Corvane"_s;
-        QTest::newRow("config is a folder") << u"Corvane/config.json/x"_s;
-        QTest::newRow("config is a fifo, replaced") << u"fifo"_s;
-        QTest::newRow("no support folder: no file") << u"none"_s;
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("typo") << QByteArray("{\n  \"groups\" : [\n    { \"név\" : 1 ]\n}")
+                              << u"line 3, column 17: unterminated object"_s;
+        QTest::newRow("groups") << QByteArray(R"({"groups": {}})") << u"\"groups\" is not a list"_s;
+        QTest::newRow("step") << QByteArray(
+                                     R"({"groups": [{"id": "00000000-0000-0000-0000-000000000001",
+            "name": "a", "commands": [{"id": "00000000-0000-0000-0000-000000000002", "command": "x"}]}]})")
+                              << u"window 1: command 1: \"delayAfter\" is not a number"_s;
     }
 
-    void oddEntriesAreSurvived()
+    void loadErrorSaysWhereAndWhy()
     {
-        QFETCH(QString, blocker);
-        if (blocker == u"fifo"_s) {
-            QVERIFY(QDir().mkpath(QFileInfo(m_file).path()));
-            QCOMPARE(mkfifo(QFile::encodeName(m_file).constData(), 0600), 0);
-        } else if (blocker.startsWith(u"Corvane"_s)) {
-            writeFile(m_dir.filePath(blocker), "in the way");
-        }
+        QFETCH(QByteArray, text);
+        writeFile(m_file, text);
+        QFETCH(QString, reason);
+        QCOMPARE(ConfigStore(m_dir.path()).loadError(), reason);
+    }
+
+    // Nothing but a regular file is ever replaced, and a link only ever written through to one
+    // (then it stays a link); a save that cannot be made says why and keeps the edit in memory.
+    void savesReplaceOnlyRegularFiles_data()
+    {
+        QTest::addColumn<QString>("entry"); // what is at (or in the way of) config.json
+        QTest::addColumn<QString>("error"); // empty: saved
+        const QString notFile = u"config.json is not a regular file"_s;
+        const QString notFileLink = u"config.json is a link to something that is not a file"_s;
+        QTest::newRow("non-finite delay") << u"delay"_s << u"a delay is not a number"_s;
+        QTest::newRow("no support folder")
+            << u"none"_s << u"there is no folder to keep the configuration in"_s;
+        QTest::newRow("folder is a file") << u"Corvane file"_s << u"?"_s;
+        QTest::newRow("folder") << u"folder"_s << notFile;
+        QTest::newRow("fifo") << u"fifo"_s << notFile;
+        QTest::newRow("link to fifo") << u"link fifo"_s << notFileLink;
+        QTest::newRow("link to device") << u"link device"_s << notFileLink;
+        QTest::newRow("dangling link") << u"link missing"_s << notFileLink;
+        QTest::newRow("dotfiles link") << u"link file"_s << QString();
+    }
+
+    void savesReplaceOnlyRegularFiles()
+    {
+        QFETCH(QString, entry);
+        QFETCH(QString, error);
+        const QString target = m_dir.filePath(u"dotfiles/target"_s);
+        QVERIFY(QDir().mkpath(QFileInfo(target).path()));
+        QVERIFY(entry == u"Corvane file"_s || QDir().mkpath(QFileInfo(m_file).path()));
+        const QByteArray place = QFile::encodeName(entry.startsWith(u"link"_s) ? target : m_file);
+        if (entry.endsWith(u"fifo"_s))
+            QCOMPARE(mkfifo(place.constData(), 0600), 0);
+        else if (entry.endsWith(u"device"_s) &&
+                 mknod(place.constData(), S_IFCHR | 0600, makedev(1, 3)) != 0)
+            QSKIP("making a device needs root");
+        else if (entry.endsWith(u"folder"_s))
+            QVERIFY(QDir().mkdir(QFile::decodeName(place)));
+        else if (entry.endsWith(u"file"_s))
+            writeFile(entry == u"link file"_s ? target : QFileInfo(m_file).path(),
+                      *ConfigCodec::encode(sample(u"Linked"_s)));
+        if (entry.startsWith(u"link"_s))
+            QVERIFY(
+                QFile::link(entry == u"link file"_s ? u"../dotfiles/target"_s : target, m_file));
+        const QString before = typeOf(m_file) + typeOf(target);
+        const QStringList top = entries(QString());
+
         const QString previous = QDir::currentPath(); // an empty location is not "here"
         QVERIFY(QDir::setCurrent(m_dir.path()));
-        ConfigStore store(blocker == u"none"_s ? QString() : m_dir.path()); // must not hang
-        QCOMPARE(store.config().groups[0].name, u"Window 1"_s);
-        store.save();
-        const QByteArray before = contents(m_file);
-        AppConfig edited = sample(u"Unsaved"_s);
-        edited.groups[0].commands[0].delayAfter = blocker.isEmpty() ? qInf() : 1;
+        ConfigStore store(entry == u"none"_s ? QString() : m_dir.path()); // must not hang
+        QCOMPARE(store.config().groups[0].name,
+                 entry == u"link file"_s ? u"Linked"_s : u"Window 1"_s);
+        AppConfig edited = sample(u"Edited"_s);
+        edited.groups[0].commands[0].delayAfter = entry == u"delay"_s ? qInf() : 1;
         store.setConfig(edited);
-        store.save();
+        QSignalSpy errorChanged(&store, &ConfigStore::saveErrorChanged);
+        QCOMPARE(store.save(), error.isEmpty());
         QDir::setCurrent(previous);
-        QCOMPARE(store.config(), edited); // the edit lives on in memory
-        QCOMPARE(contents(m_file), blocker == u"fifo"_s ? *ConfigCodec::encode(edited) : before);
-        if (blocker.startsWith(u"Corvane"_s))
-            QCOMPARE(contents(m_dir.filePath(blocker)), QByteArray("in the way"));
-        QCOMPARE(entries(QString()).size(), blocker == u"none"_s ? 0 : 1);
+        QCOMPARE(errorChanged.count(), error.isEmpty() ? 0 : 1);
+        if (error != u"?"_s)
+            QCOMPARE(store.saveError(), error);
+        QVERIFY(store.saveError().isEmpty() == error.isEmpty());
+        QCOMPARE(store.config(), edited);                  // the edit lives on in memory
+        QCOMPARE(typeOf(m_file) + typeOf(target), before); // nothing replaced
+        if (entry == u"link file"_s)
+            QCOMPARE(contents(target), *ConfigCodec::encode(edited));
+        // No temporary left anywhere.
+        QCOMPARE(entries(QString()), top);
+        QCOMPARE(entries(u"dotfiles"_s).size(), typeOf(target) == u"none"_s ? 0 : 1);
+        if (entry != u"none"_s && entry != u"Corvane file"_s)
+            QCOMPARE(entries(u"Corvane"_s).size(), entry == u"delay"_s ? 0 : 1);
+    }
+
+    // A full disk fails the save, and the file keeps every byte it had.
+    void fullDiskKeepsTheOldFile()
+    {
+        const QString mount = m_dir.filePath(u"small"_s);
+        QVERIFY(QDir().mkpath(mount));
+        QProcess mounting;
+        mounting.start(u"mount"_s,
+                       {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size=64k"_s, u"tmpfs"_s, mount});
+        if (!mounting.waitForFinished() || mounting.exitCode() != 0)
+            QSKIP("mounting a small file system needs root");
+        const auto unmount = qScopeGuard([&] { QProcess::execute(u"umount"_s, {mount}); });
+        ConfigStore store(mount);
+        QVERIFY(store.save());
+        const QByteArray before = contents(store.fileUrl());
+        QFile filler(mount + u"/filler"_s);
+        QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        while (filler.write(QByteArray(4096, 'x')) > 0) {
+        }
+        AppConfig big = sample(u"Big"_s);
+        big.groups[0].commands[0].command = QString(20000, u'x');
+        store.setConfig(big);
+        QVERIFY(!store.save());
+        QCOMPARE(store.saveError(), u"the disk is full"_s);
+        QCOMPARE(contents(store.fileUrl()), before);
+        QCOMPARE(entries(u"small/Corvane"_s), QStringList{u"config.json"_s});
+        filler.remove();
+        QVERIFY(store.save() && store.saveError().isEmpty());
+        QCOMPARE(contents(store.fileUrl()), *ConfigCodec::encode(big));
     }
 };
 

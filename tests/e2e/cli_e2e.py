@@ -10,7 +10,7 @@ from harness import wait_until
 
 ALREADY = "corvane: A run is already under way.\n"
 NOTHING = "corvane: Nothing to run: no window has a command. Add some in Edit Commands…\n"
-USAGE = "Usage: corvane [run [--dry-run] | edit]"
+USAGE = "Usage: corvane [run [--dry-run | --no-wait] | edit]"
 TWO_WINDOWS = [("one", ["echo one"]), ("two", ["echo two"])]
 
 
@@ -31,7 +31,9 @@ def case_command_line(s):
             # Qt's own options are not Corvane's.
             ("-platform offscreen", 2, "corvane: Unknown options: p, l, a, t, f, o, r, m."),
             ("run edit", 2, "corvane: Too many arguments: edit."),
-            ("edit --dry-run", 2, "corvane: --dry-run goes with run.")):
+            ("edit --dry-run", 2, "corvane: --dry-run goes with run."),
+            ("--no-wait", 2, "corvane: --no-wait goes with run."),
+            ("run --no-wait --dry-run", 2, "corvane: --dry-run and --no-wait do not go together.")):
         result = s.corvane_cli(*args.split())
         printed, other = (result.stdout, result.stderr)
         if status != 0:
@@ -52,6 +54,14 @@ def case_dry_run(s):
                ("remote", ["ssh box", "tail -f /var/log/*.log"]),
                ("unicode", ["echo ‘é’ €"]), ("two lines", ["echo one\necho two"])]
     s.write_config("kitty", awkward)
+    # A relative XDG_CONFIG_HOME is not a place: the configuration is in ~/.config then.
+    home_config = s.root / "home/.config/Corvane"
+    home_config.mkdir(parents=True)
+    s.config_path.rename(home_config / "config.json")
+    relative = subprocess.run([s.corvane, "run", "--dry-run"], cwd=s.root, capture_output=True,
+                              text=True, env=dict(s.env, XDG_CONFIG_HOME="config"))
+    assert relative.returncode == 0 and relative.stdout.count("\n") == 5, relative
+    (home_config / "config.json").rename(s.config_path)
     dry = s.corvane_cli("run", "--dry-run")  # DISPLAY is not set yet
     # One line per window; a command's line break stays inside its quotes.
     assert dry.returncode == 0 and dry.stderr == "" and dry.stdout.count("\n") == 5, dry
@@ -86,8 +96,7 @@ def case_dry_run(s):
 def case_run(s):
     """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
     by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
-    at once: one becomes the tray instance and runs, the other is refused. Later runs are handed
-    to the instance, also from a session without a display."""
+    at once: one becomes the tray instance and runs, the other is refused."""
     s.start_display(tray=True)
     s.fake_terminal("kitty")
     s.write_config("kitty", [("blank", [" ", ""])])
@@ -106,17 +115,42 @@ def case_run(s):
     ended = wait_until("one of the two to hand over and end",
                        lambda: [p for p in pair if p.poll() is not None])
     assert len(ended) == 1 and ended[0].returncode == 1 and ALREADY in s.logged(), s.logged()
-    app = next(p for p in pair if p.poll() is None)
-    s.docked(app)
+    s.docked(next(p for p in pair if p.poll() is None))
 
-    def hand_over():
-        result = s.corvane_cli("run", env=s.without_display())
-        assert result.returncode == 0 or result.stderr == ALREADY, result
-        return result.returncode == 0 and result
-    # Refused until the first run has ended: a pause per window.
-    check_ok(wait_until("the instance to take a run", hand_over))
-    s.wait_for_starts(4)
-    s.alive(app)
+
+def case_outcome(s):
+    """`run` waits for the outcome: once it has returned, the run is over and the next one is
+    taken at once, while after `--no-wait` the run is still under way; both from a session
+    without a display too. A run that ends with an alert fails with the alert's text. An
+    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
+    that loaded it."""
+    s.start_display(tray=True)
+    s.fake_terminal("kitty")
+    s.write_config("kitty", TWO_WINDOWS)
+    app = s.start_corvane()
+    s.docked(app)
+    check_ok(s.corvane_cli("run", "--no-wait"))
+    busy = s.corvane_cli("run", "--no-wait")
+    assert (busy.returncode, busy.stderr) == (1, ALREADY), busy
+    run = lambda: (r := s.corvane_cli("run", env=s.without_display())).stderr != ALREADY and r
+    check_ok(wait_until("a waited run", run))
+    check_ok(s.corvane_cli("run", "--no-wait", env=s.without_display()))
+    check_ok(wait_until("a waited run after it", run))
+    (s.bin / "kitty").write_text("#!/bin/sh\necho 'kitty: no display' >&2\nexit 1\n")
+    failed = run()
+    assert failed.returncode == 1 and failed.stderr.startswith("corvane: Couldn’t ") and \
+        "Couldn’t launch kitty" in failed.stderr and failed.stderr.count("\n") == 1, failed
+
+    app.send_signal(signal.SIGTERM)
+    app.wait(harness.TIMEOUT)
+    s.config_path.write_text('{\n  "groups" : [\n    { "name" : "a" ]\n}')
+    unreadable = (f"corvane: Couldn’t read {s.config_path}: line 3, column 20: "
+                  "unterminated object.\n")
+    dry = s.corvane_cli("run", "--dry-run")
+    assert (dry.returncode, dry.stdout, dry.stderr) == (1, "", unreadable), dry
+    s.docked(s.start_corvane())
+    refused = s.corvane_cli("run")
+    assert (refused.returncode, refused.stderr) == (1, unreadable), refused
 
 
 def exec_argv(entry):

@@ -35,8 +35,11 @@ def open_tray_menu(s, app, icon):
 
 
 def case_tray_run(s):
+    """With a configuration, a start is quiet: only the tray icon shows."""
     app = start_with_kitty(s, tray=True)
-    open_tray_menu(s, app, s.docked(app))
+    icon = s.docked(app)
+    assert s.visible_windows(app) == [icon], "a start with a configuration opened a window"
+    open_tray_menu(s, app, icon)
     s.xdotool("key", "Down", "Return")  # the first enabled entry: Run Startup Commands
     expect_markers_ran(s, app)
 
@@ -64,8 +67,9 @@ def case_fallback(s):
 
 
 def case_new_user_xterm(s):
-    """A first start with no configuration, on a desktop whose only terminal is XTerm: the user
-    writes two commands in the editor and runs them from the tray in a real XTerm window."""
+    """A first start with no configuration, on a desktop whose only terminal is XTerm: the editor
+    opens by itself (and writes nothing); the user writes two commands there and runs them from
+    the tray in a real XTerm window."""
     s.start_display(tray=True)
     bin_dir = s.bin
     s.terminal_wrapper("xterm", ["/usr/bin/xterm"])
@@ -75,13 +79,9 @@ def case_new_user_xterm(s):
     for tool in ("id", "date", "sleep"):
         (bin_dir / tool).symlink_to(shutil.which(tool))
     app = s.start_corvane(env=dict(s.env, PATH=str(bin_dir)))
-    assert not s.config_path.exists(), "a new user has no config.json"
-    icon = s.docked(app)
-
-    open_tray_menu(s, app, icon)
-    # Nothing to run yet, so the first enabled entry is Edit Commands.
-    s.xdotool("key", "Down", "Return")
     editor = s.window(app, "Edit Commands$")
+    icon = s.docked(app, besides=[editor])
+    assert not s.config_path.exists(), "opening the editor wrote config.json"
     s.xdotool("windowfocus", "--sync", editor)
 
     def saved_config():
@@ -116,11 +116,12 @@ def case_new_user_xterm(s):
     xterm = int(wait_until("corvane to start XTerm", lambda: xterm_pids.exists() and
                            xterm_pids.read_text().split())[0])
     shell = pwd.getpwuid(os.getuid()).pw_shell
-    window = f"{first}; sleep 2; {second}; exec {shell} -il"
+    window = f"trap : INT; {first}; sleep 2; {second}; exec {shell} -il"
     cmdline = lambda pid: Path(f"/proc/{pid}/cmdline").read_bytes().decode().split("\0")[:-1]
     argv = wait_until("the wrapper to become XTerm", lambda: cmdline(xterm)[0] != "/bin/sh" and
                       cmdline(xterm))
-    assert argv == ["/usr/bin/xterm", "-e", shell, "-ilc", window], f"XTerm started as {argv}"
+    assert argv == ["/usr/bin/xterm", "-T", "Window 1", "-e", shell, "-ilc", window], \
+        f"XTerm started as {argv}"
     s.xdotool("search", "--sync", "--onlyvisible", "--pid", str(xterm))  # its window is up
     marker_lines = lambda: marker.read_text().splitlines() if marker.exists() else []
     lines = wait_until("XTerm to run both commands",

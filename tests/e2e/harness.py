@@ -35,15 +35,18 @@ class Session:
         self.corvane, self.root, self.procs = corvane, Path(root), []
         # A space in the terminals' folder: a dry run must quote their paths.
         self.bin = self.root / "my bin"
-        for d in ("config/Corvane", "run", "my bin", "home", "records"):
+        for d in ("config/Corvane", "run", "my bin", "home", "records", "data", "cache", "state"):
             (self.root / d).mkdir(mode=0o700, parents=True)
         self.env = dict(os.environ)
         for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
                     "TERMINAL"):
             self.env.pop(key, None)  # without D-Bus, Qt docks through XEmbed
-        # The terminals' windows run login shells: a private HOME keeps this user's profile out.
+        # The terminals' windows run login shells: a private HOME and XDG folders keep this
+        # user's profile and settings out.
         self.env.update(XDG_CONFIG_HOME=str(self.root / "config"), HOME=str(self.root / "home"),
-                        XDG_RUNTIME_DIR=str(self.root / "run"), LC_ALL="C.UTF-8",
+                        XDG_RUNTIME_DIR=str(self.root / "run"), XDG_DATA_HOME=str(self.root / "data"),
+                        XDG_CACHE_HOME=str(self.root / "cache"),
+                        XDG_STATE_HOME=str(self.root / "state"), LC_ALL="C.UTF-8",
                         PATH=f"{self.bin}:{self.env['PATH']}")
         self.records = self.root / "records"
         self.config_path = self.root / "config/Corvane/config.json"
@@ -151,9 +154,10 @@ class Session:
     def window(self, proc, name):
         return wait_until(f"the window {name}", lambda: self.visible_windows(proc, name))[0]
 
-    def docked(self, proc):
-        """Waits for the process's tray icon in trayer (its only visible window)."""
-        return wait_until("the docked tray icon", lambda: self.visible_windows(proc))[0]
+    def docked(self, proc, besides=()):
+        """Waits for the process's tray icon in trayer (its only visible window but `besides`)."""
+        return wait_until("the docked tray icon", lambda: [
+            w for w in self.visible_windows(proc) if w not in besides])[0]
 
     def alive(self, proc):
         assert proc.poll() is None, f"corvane exited with {proc.returncode}"

@@ -143,19 +143,21 @@ private Q_SLOTS:
                 platform.preferred.append(bundleIdentifier(app));
         });
         QCOMPARE(f.store.config().terminalApp, expected);
-        QCOMPARE(f.file().contains(u"\"%1\""_s.arg(rawValue(expected)).toUtf8()),
-                 configured != expected);
+        QVERIFY(f.file().isEmpty()); // opening never creates config.json
         QCOMPARE(child<QWidget>(f.editor.get(), u"terminalPickerRow"_s)->isVisible(),
                  installed.size() >= 2);
         // Without Terminal to fall back on, no terminal at all needs saying what to do.
         auto *notice = child<QLabel>(f.editor.get(), u"combineNotice"_s);
         QCOMPARE(notice->isVisible() && notice->text().contains(u"XTerm or foot, then open"_s),
                  installed.isEmpty() && !macOS);
-        // Every appearance checks again.
+        // Every appearance checks again, and saves a replacement into an existing file.
+        QVERIFY(f.store.save());
         f.editor->hide();
         f.platform.installed.remove(bundleIdentifier(expected));
         f.editor->show();
-        QVERIFY(f.store.config().terminalApp != expected || expected == TerminalApp::appleTerminal);
+        const TerminalApp now = f.store.config().terminalApp;
+        QVERIFY(now != expected || expected == TerminalApp::appleTerminal);
+        QVERIFY(f.file().contains(u"\"%1\""_s.arg(rawValue(now)).toUtf8()));
     }
 
     void addMoveDeleteWithGuards()

@@ -1,5 +1,7 @@
 #include "AutostartEntry.h"
 
+#include "ConfigHome.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -41,8 +43,7 @@ QString escapedValue(const QString &text)
 
 QString AutostartEntry::path()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           u"/autostart/corvane.desktop"_s;
+    return configHome() + u"/autostart/corvane.desktop"_s;
 }
 
 QString AutostartEntry::text(const QString &program, bool run)

@@ -1,6 +1,7 @@
 #include "LinuxPlatform.h"
 
 #include "AutostartEntry.h"
+#include "ConfigHome.h"
 #include "DesktopTerminals.h"
 #include "TerminalTable.h"
 #include "WarningAlert.h"
@@ -29,7 +30,7 @@ QString LinuxPlatform::executableName(const QString &bundleIdentifier)
 
 QString LinuxPlatform::applicationSupportDirectory() const
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return configHome();
 }
 
 std::optional<QString> LinuxPlatform::applicationLocation(const QString &bundleIdentifier) const
