@@ -14,6 +14,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -153,6 +154,18 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     pickerLayout->addStretch(0);
     stack->addWidget(m_pickerRow);
 
+    m_typeThroughTmux =
+        new QCheckBox(QStringLiteral("Type commands one at a time (through tmux)"), content);
+    m_typeThroughTmux->setObjectName(QStringLiteral("typeThroughTmux"));
+    m_typeThroughTmux->setToolTip(
+        QStringLiteral("Each window becomes a tmux session and its commands are typed into its "
+                       "shell one after the other, so they can go into a program an earlier "
+                       "command started (python3, ssh, sudo -i) and land in your history."));
+    stack->addWidget(m_typeThroughTmux);
+    connect(m_typeThroughTmux, &QCheckBox::toggled, this, [this](bool on) {
+        edit([on](AppConfig &c) { c.typing = on ? QStringLiteral("tmux") : QString(); });
+    });
+
     m_notice->setObjectName(QStringLiteral("combineNotice"));
     m_notice->setTextFormat(Qt::PlainText);
     m_notice->setContentsMargins(0, 0, 0, 4);
@@ -218,6 +231,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     });
 
     m_installed = edits::installedTerminals(m_platform);
+    m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
     showSaveState();
 }
@@ -236,6 +250,7 @@ void EditorView::showEvent(QShowEvent *event)
     m_saving = true;
     // Looked up once per opening: a lookup walks PATH for every terminal, too slow per keystroke.
     m_installed = edits::installedTerminals(m_platform);
+    m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
@@ -402,7 +417,16 @@ void EditorView::sync()
     const AppConfig &config = m_store.config();
     syncPicker(m_installed, config.terminalApp);
 
-    const bool combines = combinesCommands(config.terminalApp);
+    {
+        const QSignalBlocker blocker(m_typeThroughTmux);
+        m_typeThroughTmux->setChecked(config.typing == QStringLiteral("tmux"));
+    }
+    m_typeThroughTmux->setVisible(m_tmuxInstalled && launchStyle(config.terminalApp) ==
+                                                         TerminalLaunchStyle::packedScript);
+
+    // Typed through tmux, the commands are not combined into one line.
+    const bool combines = combinesCommands(config.terminalApp) &&
+                          !(!m_typeThroughTmux->isHidden() && m_typeThroughTmux->isChecked());
     const bool noTerminal = m_installed.isEmpty() && !m_platform.canTypeIntoTerminals();
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)

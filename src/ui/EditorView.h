@@ -11,6 +11,7 @@
 
 #include <functional>
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QScrollArea;
@@ -75,6 +76,10 @@ private:
     QLabel *m_notice;
     QWidget *m_savedDot;
     QLabel *m_savedNote;
+    // "Type commands one at a time (through tmux)": shown while tmux is installed (as found when
+    // the window was last opened) and the terminal is started with a command line.
+    QCheckBox *m_typeThroughTmux;
+    bool m_tmuxInstalled = false;
     QVBoxLayout *m_cardsLayout;
     QToolButton *m_addWindow = nullptr;
     KeyedWidgets<GroupEditor> m_cards;
