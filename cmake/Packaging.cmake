@@ -1,10 +1,10 @@
 if(APPLE)
-    # Corvane.app with Qt copied in by macdeployqt, optionally signed, in a disk image.
+    # Corvane.app with Qt copied in by macdeployqt, signed and checked, in a disk image.
     find_program(CORVANE_MACDEPLOYQT macdeployqt
         HINTS "${QT6_INSTALL_PREFIX}/${QT6_INSTALL_BINS}" "${Qt6_DIR}/../../../bin")
-    find_program(CORVANE_CODESIGN codesign)
-    set(CORVANE_CODESIGN_IDENTITY "" CACHE STRING
-        "codesign identity for Corvane.app (\"-\" signs for this Mac only); empty leaves it unsigned")
+    find_program(CORVANE_CODESIGN codesign REQUIRED)
+    set(CORVANE_CODESIGN_IDENTITY "-" CACHE STRING
+        "codesign identity for Corvane.app: \"-\" signs ad hoc, for this Mac only; a Developer ID adds the hardened runtime and a timestamp")
     configure_file(${PROJECT_SOURCE_DIR}/cmake/DeployMacBundle.cmake.in
         ${PROJECT_BINARY_DIR}/macos/DeployMacBundle.cmake @ONLY)
     install(SCRIPT ${PROJECT_BINARY_DIR}/macos/DeployMacBundle.cmake)

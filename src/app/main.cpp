@@ -115,7 +115,7 @@ int main(int argc, char *argv[])
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
-    const CommandLine command = CommandLine::parse(arguments);
+    const CommandLine command = CommandLine::parse(corvane::withoutSystemArguments(arguments));
 
     switch (command.action) {
     case CommandLine::Action::help:

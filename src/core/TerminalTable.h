@@ -21,6 +21,8 @@ inline constexpr std::u16string_view windowShellPlaceholder = u"/bin/zsh";
 // Stand for the command literal and the window id in AppleScript templates.
 inline constexpr std::u16string_view scriptCommandSlot = u"{command}";
 inline constexpr std::u16string_view scriptWindowSlot = u"{window}";
+// Stands for the window's name in title options.
+inline constexpr std::u16string_view titleSlot = u"{title}";
 
 // Everything Corvane knows about one terminal application.
 struct TerminalTraits {
@@ -36,6 +38,9 @@ struct TerminalTraits {
     TerminalStarter starter = TerminalStarter::none;
     std::u16string_view bundleExecutable = {}; // bundledBinary: the name in Contents/MacOS
     std::array<std::u16string_view, 8> arguments = {};
+    // The options that make the window's name its title, with titleSlot for the name; they go
+    // before the shell part of `arguments` (before its `-e`, `-x` or `--`). Empty: none.
+    std::array<std::u16string_view, 2> titleArguments = {};
 
     // appleScript: the script that opens a window running {command} and returns its id, and the
     // one that types {command} into window {window}.
@@ -88,7 +93,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"kitty",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"kitty",
-     .arguments = {u"--single-instance", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"--single-instance", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::wezterm,
      .rawValue = u"wezterm",
      .displayName = u"WezTerm",
@@ -106,7 +112,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"alacritty",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"alacritty",
-     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::tabby,
      .rawValue = u"tabby",
      .displayName = u"Tabby",
@@ -127,7 +134,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"gnome-terminal",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"gnome-terminal",
-     .arguments = {u"--window", u"--", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"--window", u"--", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"--title", titleSlot}},
     {.app = TerminalApp::konsole,
      .rawValue = u"konsole",
      .displayName = u"Konsole",
@@ -136,7 +144,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"konsole",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"konsole",
-     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-p", u"tabtitle={title}"}},
     {.app = TerminalApp::xfce4Terminal,
      .rawValue = u"xfce4Terminal",
      .displayName = u"Xfce Terminal",
@@ -147,7 +156,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .bundleExecutable = u"xfce4-terminal",
      // Not --window: a first start would open its default window as well, empty. A plain
      // request opens a window of its own, also through a running server.
-     .arguments = {u"-x", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-x", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::mateTerminal,
      .rawValue = u"mateTerminal",
      .displayName = u"MATE Terminal",
@@ -156,7 +166,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"mate-terminal",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"mate-terminal",
-     .arguments = {u"--window", u"-x", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"--window", u"-x", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-t", titleSlot}},
     {.app = TerminalApp::tilix,
      .rawValue = u"tilix",
      .displayName = u"Tilix",
@@ -165,7 +176,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"tilix",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"tilix",
-     .arguments = {u"-a", u"app-new-window", u"-x", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-a", u"app-new-window", u"-x", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-t", titleSlot}},
     {.app = TerminalApp::terminator,
      .rawValue = u"terminator",
      .displayName = u"Terminator",
@@ -175,7 +187,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"terminator",
      // Without -u a running Terminator takes the request and drops its options.
-     .arguments = {u"-u", u"-x", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-u", u"-x", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::xterm,
      .rawValue = u"xterm",
      .displayName = u"XTerm",
@@ -184,7 +197,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"xterm",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"xterm",
-     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::foot,
      .rawValue = u"foot",
      .displayName = u"foot",
@@ -193,7 +207,8 @@ inline constexpr TerminalTraits terminalTable[] = {
      .linuxExecutable = u"foot",
      .starter = TerminalStarter::bundledBinary,
      .bundleExecutable = u"foot",
-     .arguments = {windowShellPlaceholder, u"-ilc"}},
+     .arguments = {windowShellPlaceholder, u"-ilc"},
+     .titleArguments = {u"-T", titleSlot}},
 };
 
 namespace detail {
@@ -231,6 +246,8 @@ constexpr bool rowIsComplete(const TerminalTraits &row, std::size_t index)
         if (!row.arguments[i].empty())
             return false;
     }
+    if (!row.titleArguments[0].empty() && !holds(row.titleArguments[1], titleSlot))
+        return false;
     return count >= 2 && row.arguments[count - 2] == windowShellPlaceholder &&
            row.arguments[count - 1] == u"-ilc";
 }
@@ -257,6 +274,21 @@ constexpr bool tableIsComplete()
 static_assert(detail::tableIsComplete(),
               "terminalTable needs exactly one complete row per TerminalApp case, in order, with "
               "unique raw values, bundle identifiers and executables");
+
+// Where the shell part of a packed-script row's arguments begins: at the shell, or at the option
+// just before it that hands the rest of the vector to the window.
+constexpr std::size_t shellPartIndex(const TerminalTraits &row)
+{
+    std::size_t index = 0;
+    while (index < row.arguments.size() && row.arguments[index] != windowShellPlaceholder)
+        ++index;
+    if (index > 0) {
+        const std::u16string_view before = row.arguments[index - 1];
+        if (before == u"-e" || before == u"-x" || before == u"--")
+            return index - 1;
+    }
+    return index;
+}
 
 constexpr const TerminalTraits &traits(TerminalApp app)
 {

@@ -23,7 +23,9 @@ void LaunchAlerts::showAlert(const ScriptError &error)
         return;
     }
     m_platform.showAlert(QStringLiteral("Couldn’t run your commands"),
-                         error.message + u" (error "_s + QString::number(error.number) + u')');
+                         error.numbered
+                             ? error.message + u" (error "_s + QString::number(error.number) + u')'
+                             : error.message);
 }
 
 void LaunchAlerts::showNotInstalledAlert(TerminalApp terminal)

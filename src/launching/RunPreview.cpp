@@ -3,8 +3,6 @@
 #include "AppleScriptDriver.h"
 #include "LaunchAlerts.h"
 #include "PackedCommandBuilder.h"
-#include "PackedWindowLauncher.h"
-#include "RunSteps.h"
 #include "TerminalTable.h"
 #include "WarpLauncher.h"
 
@@ -19,75 +17,53 @@ QString seconds(std::chrono::nanoseconds wait)
     return QString::number(std::chrono::duration<double>(wait).count(), 'g', 6) + u" s"_s;
 }
 
-void previewScripts(const AppConfig &config, RunPreview &preview)
-{
-    const QString window = qview(scriptWindowSlot).toString();
-    for (const TabGroup &group : config.groups) {
-        const QList<CommandStep> steps = runsteps::nonBlankSteps(group);
-        if (steps.isEmpty())
-            continue;
-        RunPreview::ScriptedWindow &scripted = preview.scriptedWindows.emplace_back();
-        scripted.name = group.name;
-        scripted.scripts.append(
-            {AppleScriptDriver::openScript(steps.first().command, config.terminalApp),
-             runsteps::waitAfter(steps.first().delayAfter, runsteps::firstCommandFloor)});
-        for (qsizetype i = 1; i < steps.size(); ++i) {
-            scripted.scripts.append(
-                {AppleScriptDriver::runScript(steps.at(i).command, window, config.terminalApp),
-                 runsteps::waitAfter(steps.at(i).delayAfter, runsteps::laterCommandFloor)});
-        }
-    }
-}
-
-void previewProcesses(const AppConfig &config, Platform &platform, RunPreview &preview)
-{
-    const PackedWindowLauncher launcher(platform);
-    for (const TabGroup &group : config.groups) {
-        const QString script = PackedCommandBuilder::effectiveCommand(group);
-        if (script.isEmpty())
-            continue;
-        auto process = launcher.windowProcess(script, config.terminalApp);
-        if (const auto *error = std::get_if<ScriptError>(&process)) {
-            preview.problem = error->message;
-            preview.processes.clear();
-            return;
-        }
-        preview.processes.append(std::get<ProcessCommand>(std::move(process)));
-    }
-}
-
-void previewWarp(const AppConfig &config, Platform &platform, RunPreview &preview)
-{
-    const QList<WarpWindow> windows = runsteps::warpWindows(config);
-    if (windows.isEmpty())
-        return;
-    const QString path = WarpLauncher::launchFilePath(platform.applicationSupportDirectory());
-    preview.warp = RunPreview::WarpLaunch{path, WarpLauncher::launchFileText(windows),
-                                          WarpLauncher::launchUrl(path)};
-}
-
 } // namespace
 
 RunPreview RunPreview::of(const AppConfig &config, Platform &platform)
 {
+    return of(RunPlan::of(config, platform), platform);
+}
+
+RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
+{
     RunPreview preview;
-    const TerminalApp terminal = config.terminalApp;
-    // The run's installed check comes first, before any group is looked at.
-    if (!platform.applicationLocation(bundleIdentifier(terminal))) {
+    const TerminalApp terminal = plan.row->app;
+    if (!plan.installed) {
         const auto [message, informative] = LaunchAlerts::notInstalledText(terminal);
         preview.problem = message + u". "_s + informative;
         return preview;
     }
-    switch (launchStyle(terminal)) {
-    case TerminalLaunchStyle::appleScript:
-        previewScripts(config, preview);
-        break;
-    case TerminalLaunchStyle::packedScript:
-        previewProcesses(config, platform, preview);
-        break;
-    case TerminalLaunchStyle::warpLaunchConfiguration:
-        previewWarp(config, platform, preview);
-        break;
+    if (plan.failure && !plan.windows.isEmpty()) {
+        preview.problem = plan.failure->message;
+        return preview;
+    }
+    const QString windowSlot = qview(scriptWindowSlot).toString();
+    for (const PlannedWindow &window : plan.windows) {
+        switch (plan.row->launchStyle) {
+        case TerminalLaunchStyle::appleScript: {
+            ScriptedWindow &scripted = preview.scriptedWindows.emplace_back();
+            scripted.name = window.name;
+            for (const TypedCommand &typed : window.typed) {
+                scripted.scripts.append(
+                    {scripted.scripts.isEmpty()
+                         ? AppleScriptDriver::openScript(typed.command, terminal)
+                         : AppleScriptDriver::runScript(typed.command, windowSlot, terminal),
+                     typed.waitAfter});
+            }
+            break;
+        }
+        case TerminalLaunchStyle::packedScript:
+            preview.processes.append(window.process);
+            break;
+        case TerminalLaunchStyle::warpLaunchConfiguration:
+            break;
+        }
+    }
+    if (plan.row->launchStyle == TerminalLaunchStyle::warpLaunchConfiguration &&
+        !plan.windows.isEmpty()) {
+        const QString path = WarpLauncher::launchFilePath(platform.applicationSupportDirectory());
+        preview.warp = WarpLaunch{path, WarpLauncher::launchFileText(WarpLauncher::windowsOf(plan)),
+                                  WarpLauncher::launchUrl(path)};
     }
     return preview;
 }
@@ -96,6 +72,9 @@ QString RunPreview::text() const
 {
     QString text;
     for (const ProcessCommand &process : processes) {
+        // Run from its folder, as the window's shell will be.
+        if (!process.workingDirectory.isEmpty())
+            text += u"cd "_s + shellQuoted(process.workingDirectory) + u" && "_s;
         text += shellQuoted(process.program);
         for (const QString &argument : process.arguments)
             text += u' ' + shellQuoted(argument);
@@ -122,17 +101,7 @@ QString RunPreview::text() const
 
 QString RunPreview::shellQuoted(const QString &word)
 {
-    // No '=' (a first word with one is an assignment), no '~' (expanded at a word's start).
-    const auto plain = [](QChar c) {
-        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
-               QStringView(u"_@%+:,./-").contains(c);
-    };
-    if (!word.isEmpty() && std::all_of(word.begin(), word.end(), plain))
-        return word;
-    QString quoted = word;
-    // A single quote cannot stand inside single quotes: close them, add it escaped, reopen.
-    quoted.replace(u'\'', u"'\\''"_s);
-    return u'\'' + quoted + u'\'';
+    return PackedCommandBuilder::shellQuoted(word);
 }
 
 } // namespace corvane

@@ -2,6 +2,7 @@
 
 #include "AppConfig.h"
 #include "Platform.h"
+#include "RunPlan.h"
 
 #include <QList>
 #include <QString>
@@ -36,6 +37,8 @@ public:
 
     // The run of `config` as it would go with the terminals installed now.
     static RunPreview of(const AppConfig &config, Platform &platform);
+    // The same for a plan already made.
+    static RunPreview of(const RunPlan &plan, Platform &platform);
 
     // What the run would show instead of opening windows (the terminal is not installed), in one
     // line; empty when it would go ahead.
@@ -44,8 +47,9 @@ public:
     QList<ScriptedWindow> scriptedWindows; // Terminal and iTerm2
     std::optional<WarpLaunch> warp;        // Warp: every window at once
 
-    // The preview for a person or a shell: for packed-script terminals one line per window, the
-    // program and its arguments quoted for POSIX shells so that the line can be pasted into one;
+    // The preview for a person or a shell: for packed-script terminals one line per window, `cd`
+    // to its folder, then the program and its arguments quoted for POSIX shells so that the line
+    // can be pasted into one;
     // for Warp the launch file's path (as a comment), its text and the URL; for Terminal and
     // iTerm2 each script, after a comment that says what it does and the wait that follows it.
     // An argument that holds a line break keeps it inside its quotes.

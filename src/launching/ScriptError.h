@@ -10,6 +10,8 @@ namespace corvane {
 struct ScriptError {
     std::int64_t number = 0;
     QString message;
+    // Whether the alert names the number; for a terminal that failed at once it says nothing.
+    bool numbered = true;
 
     friend bool operator==(const ScriptError &, const ScriptError &) = default;
 };

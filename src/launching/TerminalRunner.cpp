@@ -2,10 +2,9 @@
 
 #include "AppleScriptDriver.h"
 #include "LaunchAlerts.h"
-#include "PackedCommandBuilder.h"
 #include "PackedWindowLauncher.h"
 #include "Platform.h"
-#include "RunSteps.h"
+#include "RunPlan.h"
 #include "Sleeper.h"
 #include "WarpLauncher.h"
 
@@ -15,63 +14,55 @@ namespace corvane {
 
 namespace {
 
-// How a strategy ended: it went through every group, a step failed, or a wait was cancelled.
+// How a strategy ended: it went through every window, a step failed, or a wait was cancelled.
 struct Completed {};
 struct Cancelled {};
 using Ending = std::variant<Completed, ScriptError, Cancelled>;
 
-QCoro::Task<Ending> runAppleScriptGroups(const AppConfig &config, Platform &platform,
-                                         Sleeper &sleeper)
+QCoro::Task<Ending> typeIntoWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper)
 {
     AppleScriptDriver driver(platform);
-    for (const TabGroup &group : config.groups) {
-        const QList<CommandStep> steps = runsteps::nonBlankSteps(group);
-        if (steps.isEmpty())
-            continue;
-
-        // Commands go out as stored, untrimmed; only blankness was judged on the trimmed text.
-        auto opened = driver.openWindowAndRun(steps.first().command, config.terminalApp);
-        if (auto *error = std::get_if<ScriptError>(&opened))
-            co_return std::move(*error);
-        const std::int64_t windowId = std::get<std::int64_t>(opened);
-        if (!co_await sleeper.sleepFor(
-                runsteps::waitAfter(steps.first().delayAfter, runsteps::firstCommandFloor)))
-            co_return Cancelled{};
-
-        for (qsizetype i = 1; i < steps.size(); ++i) {
-            if (auto error = driver.run(steps.at(i).command, windowId, config.terminalApp))
+    const TerminalApp terminal = plan.row->app;
+    for (const PlannedWindow &window : plan.windows) {
+        std::int64_t windowId = 0;
+        for (qsizetype i = 0; i < window.typed.size(); ++i) {
+            const TypedCommand &typed = window.typed.at(i);
+            if (i == 0) {
+                auto opened = driver.openWindowAndRun(typed.command, terminal);
+                if (auto *error = std::get_if<ScriptError>(&opened))
+                    co_return std::move(*error);
+                windowId = std::get<std::int64_t>(opened);
+            } else if (auto error = driver.run(typed.command, windowId, terminal)) {
                 co_return std::move(*error);
-            if (!co_await sleeper.sleepFor(
-                    runsteps::waitAfter(steps.at(i).delayAfter, runsteps::laterCommandFloor)))
+            }
+            if (!co_await sleeper.sleepFor(typed.waitAfter))
                 co_return Cancelled{};
         }
     }
     co_return Completed{};
 }
 
-QCoro::Task<Ending> runPackedGroups(const AppConfig &config, Platform &platform, Sleeper &sleeper)
+QCoro::Task<Ending> launchPackedWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper)
 {
-    PackedWindowLauncher launcher(platform);
-    for (const TabGroup &group : config.groups) {
-        const QString script = PackedCommandBuilder::effectiveCommand(group);
-        if (script.isEmpty())
-            continue;
-        if (auto error = launcher.launchPackedWindow(script, config.terminalApp))
+    PackedWindowLauncher launcher(platform, *plan.row);
+    for (const PlannedWindow &window : plan.windows) {
+        if (plan.failure)
+            co_return *plan.failure;
+        if (auto error = launcher.launch(window.process))
             co_return std::move(*error);
-        if (!co_await sleeper.sleepFor(runsteps::packedWindowPause))
+        if (!co_await sleeper.sleepFor(packedWindowPause))
             co_return Cancelled{};
-        if (auto error = launcher.failureRightAfterStart(config.terminalApp))
+        if (auto error = launcher.failureRightAfterStart())
             co_return std::move(*error);
     }
     co_return Completed{};
 }
 
-Ending runWarpGroups(const AppConfig &config, Platform &platform)
+Ending openWarpWindows(const RunPlan &plan, Platform &platform)
 {
-    const QList<WarpWindow> windows = runsteps::warpWindows(config);
-    if (windows.isEmpty())
+    if (plan.windows.isEmpty())
         return Completed{};
-    if (auto error = WarpLauncher(platform).launchWarp(windows))
+    if (auto error = WarpLauncher(platform).launchWarp(WarpLauncher::windowsOf(plan)))
         return std::move(*error);
     return Completed{};
 }
@@ -89,25 +80,26 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     if (m_isRunning)
         co_return;
     setRunning(true);
+    const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
     LaunchAlerts alerts(m_platform);
-    const TerminalApp terminal = config.terminalApp;
-    if (!m_platform.applicationLocation(bundleIdentifier(terminal))) {
-        alerts.showNotInstalledAlert(terminal);
+    const RunPlan plan = RunPlan::of(config, m_platform);
+    if (!plan.installed) {
+        alerts.showNotInstalledAlert(plan.row->app);
         setRunning(false);
         co_return;
     }
 
     Ending ending;
-    switch (launchStyle(terminal)) {
+    switch (plan.row->launchStyle) {
     case TerminalLaunchStyle::appleScript:
-        ending = co_await runAppleScriptGroups(config, m_platform, m_sleeper);
+        ending = co_await typeIntoWindows(plan, m_platform, m_sleeper);
         break;
     case TerminalLaunchStyle::packedScript:
-        ending = co_await runPackedGroups(config, m_platform, m_sleeper);
+        ending = co_await launchPackedWindows(plan, m_platform, m_sleeper);
         break;
     case TerminalLaunchStyle::warpLaunchConfiguration:
-        ending = runWarpGroups(config, m_platform);
+        ending = openWarpWindows(plan, m_platform);
         break;
     }
 

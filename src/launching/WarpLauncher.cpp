@@ -1,6 +1,7 @@
 #include "WarpLauncher.h"
 
 #include "Platform.h"
+#include "RunPlan.h"
 
 #include <QDir>
 #include <QSaveFile>
@@ -40,13 +41,22 @@ WarpLauncher::WarpLauncher(Platform &platform) : m_platform(platform)
 {
 }
 
+QList<WarpWindow> WarpLauncher::windowsOf(const RunPlan &plan)
+{
+    QList<WarpWindow> windows;
+    for (const PlannedWindow &window : plan.windows)
+        windows.append({window.name, window.command, window.chosenFolder});
+    return windows;
+}
+
 QString WarpLauncher::launchFileText(const QList<WarpWindow> &windows)
 {
     QString text = QStringLiteral("---\nname: Corvane\nwindows:\n");
     for (const WarpWindow &window : windows) {
-        text += u"  - tabs:\n      - title: "_s + quoted(window.name) +
-                u"\n        layout:\n          commands:\n            - exec: "_s +
-                quoted(window.script) + u'\n';
+        text += u"  - tabs:\n      - title: "_s + quoted(window.name) + u"\n        layout:\n"_s;
+        if (window.folder)
+            text += u"          cwd: "_s + quoted(*window.folder) + u'\n';
+        text += u"          commands:\n            - exec: "_s + quoted(window.script) + u'\n';
     }
     return text;
 }

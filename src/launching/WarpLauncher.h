@@ -13,10 +13,14 @@ namespace corvane {
 
 class Platform;
 
-// One Warp window: its tab title and the command it runs.
+struct RunPlan;
+
+// One Warp window: its tab title, the command it runs and the folder it starts in (Warp's own
+// default, the home folder, when there is none).
 struct WarpWindow {
     QString name;
     QString script;
+    std::optional<QString> folder = std::nullopt;
 
     friend bool operator==(const WarpWindow &, const WarpWindow &) = default;
 };
@@ -26,6 +30,8 @@ class WarpLauncher final {
 public:
     explicit WarpLauncher(Platform &platform);
 
+    // The Warp windows of a run plan.
+    static QList<WarpWindow> windowsOf(const RunPlan &plan);
     // The YAML launch configuration: one window with one titled tab per entry.
     static QString launchFileText(const QList<WarpWindow> &windows);
     // "<support>/Corvane/warp_launch.yaml".

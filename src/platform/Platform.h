@@ -5,24 +5,29 @@
 #include <QUrl>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <variant>
 
 namespace corvane {
 
-// A program and its argument vector, started without any shell in between.
+// A program and its argument vector, started without any shell in between, in
+// `workingDirectory` (empty: the caller's).
 struct ProcessCommand {
     QString program;
     QStringList arguments;
+    QString workingDirectory;
 
     friend bool operator==(const ProcessCommand &, const ProcessCommand &) = default;
 };
 
-// How a started process ended: its exit status, or the signal that stopped it.
+// How a started process ended: its exit status, or the signal that ended it; and, when that was a
+// failure, the last lines it wrote to its standard error.
 struct ProcessEnd {
     enum class Kind { exited, signalled };
     Kind kind = Kind::exited;
     int code = 0;
+    QString lastWords;
     friend bool operator==(const ProcessEnd &, const ProcessEnd &) = default;
 };
 
@@ -64,9 +69,10 @@ public:
     virtual ProcessCommand openCommand(const QString &bundleIdentifier,
                                        const QStringList &openArguments) const = 0;
 
-    // Starts a process and returns at once, without waiting for it or reading its output; the
-    // child inherits environment, working directory and standard streams. Gives the system's
-    // reason when the process cannot be started.
+    // Starts a process and returns at once, without waiting for it; the child inherits
+    // environment and standard input and output, and the working directory unless the command
+    // names one, while its standard error is kept aside for endOfLastStarted(). Gives the
+    // system's reason when the process cannot be started.
     virtual std::optional<QString> startProcess(const ProcessCommand &command) = 0;
 
     // How the process that startProcess started last has ended, or nothing while it runs.
@@ -83,7 +89,8 @@ public:
     virtual bool canTypeIntoTerminals() const = 0;
 
     // Bundle identifiers of the terminals this desktop prefers, most preferred first (on Linux,
-    // the one $TERMINAL names, then Debian's x-terminal-emulator). They may not be installed.
+    // $TERMINAL, the desktop's lists and settings, x-terminal-emulator, the desktop's own
+    // terminal). They may not be installed.
     virtual QStringList preferredTerminals() const = 0;
 
     // The shell that runs a packed window's command (`<shell> -ilc <command>`).
@@ -103,6 +110,13 @@ public:
     // Makes Corvane start at login (startAndRun: with its `run` command), or not; gives the
     // system's reason when that fails.
     virtual std::optional<QString> setLoginStart(LoginStart start) = 0;
+    // What the user still has to do before the login setting takes effect (macOS may want it
+    // allowed in System Settings), in one line; empty when nothing.
+    virtual QString loginStartNote() const { return {}; }
+
+    // Keeps the system from slowing Corvane's timers down while the returned object lives (App
+    // Nap on macOS, which would stretch the waits of a run); nothing to hold elsewhere.
+    virtual std::shared_ptr<void> holdRunActivity() { return {}; }
 };
 
 } // namespace corvane

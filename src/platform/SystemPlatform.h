@@ -13,6 +13,10 @@ namespace corvane {
 std::unique_ptr<Platform> makeSystemPlatform();
 std::unique_ptr<Sleeper> makeSystemSleeper();
 
+// A main()'s arguments without those the system adds on its own (macOS: "-psn_…"), so that the
+// command line is read as the user gave it.
+QStringList withoutSystemArguments(const QStringList &arguments);
+
 // Why no window can be shown (no display server to talk to), or nothing when one can. Checked
 // before Qt starts, since Qt aborts without a display.
 std::optional<QString> graphicalSessionProblem();

@@ -292,7 +292,7 @@ void EditorView::syncCards()
         const TabGroup &group = config.groups.at(i);
         std::optional<QString> preview;
         if (combines)
-            preview = PackedCommandBuilder::packed(group.commands);
+            preview = PackedCommandBuilder::packed(group, m_platform.windowShell());
         GroupEditor *card = m_cards.value(group.id);
         card->setMoveLimits(i > 0, i + 1 < config.groups.size());
         card->update(group, preview, canDelete);

@@ -5,13 +5,14 @@
 
 #include <QCheckBox>
 #include <QHBoxLayout>
+#include <QLabel>
 
 namespace corvane {
 
 LoginOptions::LoginOptions(Platform &platform, QWidget *parent)
     : QWidget(parent), m_platform(platform),
       m_start(new QCheckBox(QStringLiteral("&Start at login"))),
-      m_run(new QCheckBox(QStringLiteral("&Run at login")))
+      m_run(new QCheckBox(QStringLiteral("&Run at login"))), m_note(new QLabel)
 {
     m_start->setObjectName(QStringLiteral("startAtLogin"));
     m_run->setObjectName(QStringLiteral("runAtLogin"));
@@ -24,6 +25,8 @@ LoginOptions::LoginOptions(Platform &platform, QWidget *parent)
         ui::applyTextStyle(box, ui::TextStyle::caption);
         layout->addWidget(box);
     }
+    ui::applyTextStyle(m_note, ui::TextStyle::caption);
+    layout->addWidget(m_note);
 
     // `clicked` comes from the user only, never from showing the setting.
     connect(m_start, &QCheckBox::clicked, this,
@@ -53,6 +56,8 @@ void LoginOptions::showSetting()
     const LoginStart setting = m_platform.loginStart();
     m_start->setChecked(setting != LoginStart::off);
     m_run->setChecked(setting == LoginStart::startAndRun);
+    m_note->setText(m_platform.loginStartNote()); // e.g. still to be allowed in System Settings
+    m_note->setVisible(!m_note->text().isEmpty());
 }
 
 } // namespace corvane

@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class QCheckBox;
+class QLabel;
 
 namespace corvane {
 
@@ -29,6 +30,7 @@ private:
     Platform &m_platform;
     QCheckBox *m_start;
     QCheckBox *m_run;
+    QLabel *m_note;
 };
 
 } // namespace corvane

@@ -12,9 +12,11 @@ import unittest
 from pathlib import Path
 
 # A stand-in for macdeployqt and codesign: one line per call, its name and arguments separated
-# by U+001F, so that an identity with blanks stays one argument.
+# by U+001F, so that an identity with blanks stays one argument. A call whose first argument is
+# $FAIL fails.
 RECORDER = """#!/bin/sh
 { printf '%s' "${0##*/}"; for a in "$@"; do printf '\\037%s' "$a"; done; printf '\\n'; } >> "$CALLS"
+[ "$1" != "$FAIL" ]
 """
 
 
@@ -25,6 +27,7 @@ class BundleFiles(unittest.TestCase):
         for key, expected in [
             ("CFBundleIdentifier", ARGS.identifier),
             ("CFBundleExecutable", ARGS.executable),
+            ("CFBundleIconFile", ARGS.icon),
             ("CFBundleShortVersionString", ARGS.version),
             ("CFBundleVersion", ARGS.version),
             ("LSMinimumSystemVersion", ARGS.minimum_system),
@@ -42,7 +45,18 @@ class BundleFiles(unittest.TestCase):
         self.assertEqual(plistlib.loads(Path(ARGS.entitlements).read_bytes()),
                          {"com.apple.security.automation.apple-events": True})
 
-    def test_deploy_script_deploys_then_signs_inside_out(self):
+    # SMAppService finds the agent by this file name; launchd starts the bundle's own executable
+    # (a path inside the bundle, wherever it lies) with `run`, in graphical logins only.
+    def test_run_at_login_agent(self):
+        agent = Path(ARGS.run_agent)
+        self.assertEqual(agent.name, ARGS.identifier + ".run.plist")
+        self.assertEqual(plistlib.loads(agent.read_bytes()), {
+            "Label": ARGS.identifier + ".run",
+            "BundleProgram": "Contents/MacOS/" + ARGS.executable,
+            "ProgramArguments": [ARGS.executable, "run"],
+            "RunAtLoad": True, "ProcessType": "Interactive", "LimitLoadToSessionType": "Aqua"})
+
+    def test_deploy_script_signs_inside_out_and_verifies(self):
         temporary = tempfile.TemporaryDirectory()
         self.addCleanup(temporary.cleanup)
         root = Path(temporary.name)
@@ -55,19 +69,23 @@ class BundleFiles(unittest.TestCase):
                   "CORVANE_BUNDLE_EXECUTABLE": ARGS.executable}
         app = "/Applications/" + ARGS.executable + ".app"
         identity = "Developer ID Application: Example (TEAM123)"
-        sign = ["codesign", "--force", "--options", "runtime"]
-        # Unsigned, ad hoc (which takes no timestamp), and by an identity into a staging DESTDIR.
-        for given, destdir, expected in [
-            ("", "", [["macdeployqt", app]]),
-            ("-", "", [["macdeployqt", app, "-codesign=-", "-hardened-runtime"],
-                       sign + ["--entitlements", entitlements, "--sign", "-", app]]),
-            (identity, "/tmp/stage", [
-                ["macdeployqt", "/tmp/stage" + app, "-codesign=" + identity, "-hardened-runtime",
-                 "-timestamp"],
-                sign + ["--timestamp", "--entitlements", entitlements, "--sign", identity,
-                        "/tmp/stage" + app]]),
+        # Ad hoc (also for an empty identity) without the hardened runtime and the timestamp; a
+        # named identity with both, into a staging DESTDIR; a bundle that does not verify.
+        adhoc = [["macdeployqt", app, "-codesign=-"],
+                 ["codesign", "--force", "--entitlements", entitlements, "--sign", "-", app],
+                 ["codesign", "--verify", "--deep", "--strict", app]]
+        staged = "/tmp/stage" + app
+        for given, destdir, failing, expected in [
+            ("-", "", "", adhoc),
+            ("", "", "", adhoc),
+            (identity, "/tmp/stage", "", [
+                ["macdeployqt", staged, "-codesign=" + identity, "-hardened-runtime", "-timestamp"],
+                ["codesign", "--force", "--options", "runtime", "--timestamp", "--entitlements",
+                 entitlements, "--sign", identity, staged],
+                ["codesign", "--verify", "--deep", "--strict", staged]]),
+            ("-", "", "--verify", adhoc),
         ]:
-            with self.subTest(identity=given):
+            with self.subTest(identity=given, failing=failing):
                 # As configure_file(@ONLY) does; a variable the build does not set is an error.
                 configured = dict(values, CORVANE_CODESIGN_IDENTITY=given)
                 script = root / "deploy.cmake"
@@ -76,17 +94,17 @@ class BundleFiles(unittest.TestCase):
                 calls.unlink(missing_ok=True)
                 result = subprocess.run(
                     [ARGS.cmake, "-DCMAKE_INSTALL_PREFIX=/Applications", "-P", str(script)],
-                    env=dict(os.environ, CALLS=str(calls), DESTDIR=destdir),
+                    env=dict(os.environ, CALLS=str(calls), DESTDIR=destdir, FAIL=failing),
                     capture_output=True, text=True)
-                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertEqual(result.returncode != 0, bool(failing), result.stderr)
                 self.assertEqual([line.split("\x1f") for line in calls.read_text().splitlines()],
                                  expected)
 
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
-    for option in ["plist", "entitlements", "deploy-template", "cmake", "identifier",
-                   "executable", "version", "minimum-system"]:
+    for option in ["plist", "entitlements", "run-agent", "deploy-template", "cmake", "identifier",
+                   "executable", "icon", "version", "minimum-system"]:
         parser.add_argument("--" + option, required=True)
     ARGS, rest = parser.parse_known_args()
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)

@@ -1,8 +1,10 @@
 #include "PackedCommandBuilder.h"
 
 #include <QFile>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -13,11 +15,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QList<CommandStep> steps(const QStringList &commands, const QList<double> &delays = {})
+QList<CommandStep> steps(const QStringList &commands, const QList<double> &delays = {},
+                         const QList<QJsonValue> &waits = {})
 {
     QList<CommandStep> list;
     for (qsizetype i = 0; i < commands.size(); ++i)
-        list.append(CommandStep{QUuid::createUuid(), commands[i], delays.value(i)});
+        list.append({QUuid::createUuid(), commands[i], delays.value(i),
+                     waits.value(i, QJsonValue::Undefined)});
     return list;
 }
 
@@ -28,6 +32,9 @@ void writeScript(const QString &path, const QByteArray &body)
     QVERIFY(file.setPermissions(file.permissions() | QFileDevice::ExeOwner));
 }
 
+const QJsonValue port5432 = QJsonObject{{u"port"_s, 5432}};
+const QJsonValue badPort = QJsonObject{{u"port"_s, 70000}};
+
 } // namespace
 
 class TestPackedCommandBuilder final : public QObject {
@@ -36,16 +43,21 @@ class TestPackedCommandBuilder final : public QObject {
 private Q_SLOTS:
     void packed_data()
     {
-        QTest::addColumn<QStringList>("commands");
-        QTest::addColumn<QList<double>>("delays");
+        QTest::addColumn<TabGroup>("group");
         QTest::addColumn<QString>("expected");
-        QTest::addColumn<std::optional<QString>>("packedOverride");
         const auto row = [](const char *name, const QStringList &commands,
                             const QList<double> &delays, const QString &expected,
-                            std::optional<QString> packedOverride = {}) {
-            QTest::newRow(name) << commands << delays << expected << packedOverride;
+                            std::optional<QString> packedOverride = {},
+                            const QList<QJsonValue> &waits = {}) {
+            TabGroup group{QUuid::createUuid(), u"w"_s, steps(commands, delays, waits),
+                           packedOverride};
+            QTest::newRow(name) << group << expected;
         };
         const QString ssh = u"ssh box -t 'exec $SHELL -ilc \"%1\"'"_s;
+        const QString wait = PackedCommandBuilder::waitCommand(port5432);
+        const QString skip = wait + u" || exec /bin/sh -il"_s;
+        const QString ignored = u"echo 'Corvane: not waiting: the port must be a number from 1 "
+                                u"to 65535'"_s;
         row("no steps", {}, {}, {});
         row("only blank steps", {u""_s, u" \t\n"_s, u"\u200b\u3000"_s}, {1, 2}, {});
         row("one command, no sleep", {u" ls "_s}, {5}, u"ls"_s);
@@ -62,7 +74,7 @@ private Q_SLOTS:
         row("ssh drops every delay", {u"ssh box"_s, u"cd app"_s, u"tail -f log"_s}, {3, 1},
             ssh.arg(u"cd app && tail -f log"_s));
         row("ssh escaping", {u"ssh box"_s, u"echo \"hi\" 'x' a\\\"b $HOME `id`"_s}, {},
-            ssh.arg(u"echo \\\"hi\\\" '\\''x'\\'' a\\\\\\\"b $HOME `id`"_s));
+            ssh.arg(u"echo \\\"hi\\\" '\\''x'\\'' a\\\\\\\"b \\$HOME \\`id\\`"_s));
         row("ssh later in the first", {u" cd repo;  ssh   box"_s, u"ls"_s}, {},
             u"cd repo;  ssh   box -t 'exec $SHELL -ilc \"ls\"'"_s);
         row("ssh after a blank step", {u" "_s, u"ssh box"_s, u"ls"_s}, {}, ssh.arg(u"ls"_s));
@@ -74,18 +86,44 @@ private Q_SLOTS:
         row("blank override", {u"ssh box"_s, u"ls"_s}, {}, ssh.arg(u"ls"_s), u" \n\t"_s);
         row("override trimmed, verbatim, without steps", {u" "_s}, {}, u"ssh box; ls 'a'"_s,
             u"\n ssh box; ls 'a' \n"_s);
+        row("a wait skips the rest when it gives up, before the delay", {u"db"_s, u"app"_s}, {2},
+            u"db; "_s + skip + u"; sleep 2; app"_s, {}, {port5432});
+        row("nothing waits after the last command", {u"db"_s}, {2}, u"db"_s, {}, {port5432});
+        row("an unusable wait says so", {u"a"_s, u"b"_s}, {}, u"a; "_s + ignored + u"; b"_s, {},
+            {badPort});
+        row("waits run on the remote side", {u"ssh box"_s, u"b"_s, u"c"_s}, {},
+            [&] {
+                QString chain = wait + u" && b && "_s + ignored + u" && c"_s;
+                chain.replace(u'"', u"\\\""_s).replace(u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s);
+                return ssh.arg(chain);
+            }(),
+            {}, {port5432, badPort});
+
+        TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
+        group.stopOnError = true;
+        QTest::newRow("stop on error") << group << u"a && "_s + wait + u" && sleep 1 && b"_s;
+        group.startWhen = QJsonObject{{u"file"_s, u"~/ready"_s}};
+        QTest::newRow("start when, stop on error")
+            << group
+            << PackedCommandBuilder::waitCommand(group.startWhen) + u" && a && "_s + wait +
+                   u" && sleep 1 && b"_s;
+        group.stopOnError = false;
+        group.commands = steps({u"ssh box"_s, u"b"_s}, {}, {port5432});
+        QTest::newRow("start when, before ssh")
+            << group
+            << PackedCommandBuilder::waitCommand(group.startWhen) +
+                   u" || exec /bin/sh -il; ssh box -t 'exec $SHELL -ilc \"%1 && b\"'"_s.arg(
+                       QString(wait)
+                           .replace(u'"', u"\\\""_s)
+                           .replace(u'$', u"\\$"_s)
+                           .replace(u'\'', u"'\\''"_s));
     }
 
     void packed()
     {
-        QFETCH(QStringList, commands);
-        QFETCH(QList<double>, delays);
+        QFETCH(TabGroup, group);
         QFETCH(QString, expected);
-        QFETCH(std::optional<QString>, packedOverride);
-        const TabGroup group{QUuid::createUuid(), u"w"_s, steps(commands, delays), packedOverride};
-        QCOMPARE(PackedCommandBuilder::effectiveCommand(group), expected);
-        if (!packedOverride)
-            QCOMPARE(PackedCommandBuilder::packed(group.commands), expected);
+        QCOMPARE(PackedCommandBuilder::effectiveCommand(group, u"/bin/sh"_s), expected);
     }
 
     void delaysIgnoreTheProcessLocale()
@@ -104,45 +142,76 @@ private Q_SLOTS:
         QCOMPARE(packed, u"a; sleep 2.5; b"_s);
     }
 
-    void shellsRunPackedCommands_data()
+    void loginShellsRunWindowLines_data()
     {
         QTest::addColumn<QString>("shell");
         QTest::addColumn<bool>("remote");
-        for (const char *shell : {"bash", "zsh", "dash"}) {
+        for (const char *shell : {"bash", "zsh", "dash", "fish"}) {
             QTest::addRow("%s plain", shell) << QString::fromUtf8(shell) << false;
             QTest::addRow("%s remote", shell) << QString::fromUtf8(shell) << true;
         }
     }
 
-    void shellsRunPackedCommands()
+    // A whole window line in a real login shell with a private HOME: a wait for a port that
+    // opens only once the first command has run (on ::1 only, as "localhost"), commands that
+    // need every kind of quoting, and a wait that gives up and skips the rest. A stand-in for ssh
+    // runs the remote part through `$SHELL -c` as sshd would, so quoting is checked by real shell
+    // parsing; the loopback sshd does the same in tst_remotessh.
+    void loginShellsRunWindowLines()
     {
-        // Stand-ins for sleep and ssh log what they are asked to do; ssh then runs the remote
-        // part through a shell as sshd would, so quoting is checked by real shell parsing.
         QFETCH(QString, shell);
         QFETCH(bool, remote);
         const QString program = QStandardPaths::findExecutable(shell);
         if (program.isEmpty())
-            QSKIP("shell not installed");
+            QSKIP("shell not installed (scripts/bootstrap.sh installs it)");
         QTemporaryDir dir;
-        writeScript(dir.filePath(u"sleep"_s), "echo \"sleep $*\"\n");
-        writeScript(dir.filePath(u"ssh"_s), "echo \"ssh $1 $2\"\nexec /bin/sh -c \"$3\"\n");
-        QStringList commands{u"echo a"_s, u" "_s, u"printf '%s\\n' \"it's \\\"q\\\" \\\\b\""_s,
-                             u"echo c"_s};
-        if (remote)
-            commands.prepend(u"ssh box"_s);
+        writeScript(dir.filePath(u"ssh"_s), "echo \"ssh $1 $2\"\nexec \"$SHELL\" -c \"$3\"\n");
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHostIPv6)); // only to learn a free port
+        const quint16 port = server.serverPort();
+        server.close();
+
+        // fish has no backquotes; its users write (…).
+        const QString tick = shell == u"fish" ? u"(echo tick)"_s : u"\"`echo tick`\""_s;
+        QStringList commands{u"echo a"_s, u" "_s,
+                             u"printf '%s\\n' \"it's \\\"q\\\" \\\\b\" '$HOME' "_s + tick,
+                             u"echo c"_s, u"echo never"_s};
+        QList<QJsonValue> waits{QJsonObject{{u"port"_s, port}}, QJsonValue::Undefined,
+                                QJsonValue::Undefined,
+                                QJsonObject{{u"file"_s, u"~/never"_s}, {u"timeout"_s, 0.5}}};
+        QList<double> delays{0.5, 3, 0.25, 0, 9};
+        if (remote) {
+            // Login shells may reset PATH (Debian's /etc/profile does): name the stand-in's folder.
+            commands.prepend(u"env PATH=%1:/usr/bin:/bin ssh box"_s.arg(dir.path()));
+            waits.prepend(QJsonValue::Undefined);
+            delays.prepend(0);
+        }
+        TabGroup group{QUuid::createUuid(), u"w"_s, steps(commands, delays, waits)};
+        const QString line = PackedCommandBuilder::windowLine(
+            PackedCommandBuilder::packed(group, program), program, {u"-x first"_s});
+
         QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"PATH"_s, dir.path() + u':' + env.value(u"PATH"_s));
         env.insert(u"SHELL"_s, program);
         env.insert(u"HOME"_s, dir.path()); // no profile of the developer's gets read
+        env.insert(u"XDG_CONFIG_HOME"_s, dir.filePath(u"config"_s));
+        env.insert(u"XDG_DATA_HOME"_s, dir.filePath(u"data"_s));
+        env.remove(u"ENV"_s);
         process.setProcessEnvironment(env);
-        process.start(program, {u"-c"_s, PackedCommandBuilder::packed(
-                                             steps(commands, {0.5, 3, 0.25, 0, 9}))});
-        QVERIFY(process.waitForFinished(20000));
-        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-        QCOMPARE(process.readAllStandardOutput(),
-                 remote ? QByteArray("ssh box -t\na\nit's \"q\" \\b\nc\n")
-                        : QByteArray("a\nsleep 0.5\nit's \"q\" \\b\nsleep 0.25\nc\n"));
+        process.setStandardInputFile(QProcess::nullDevice()); // the final shell ends at once
+        process.start(program, {u"-ilc"_s, line});
+        QByteArray out;
+        QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("a\n"), 20000);
+        QVERIFY(server.listen(QHostAddress::LocalHostIPv6, port));
+        QVERIFY(process.waitForFinished(30000));
+        out += process.readAllStandardOutput();
+        const QByteArray err = process.readAllStandardError();
+        const QByteArray tail = "it's \"q\" \\b\n$HOME\ntick\n";
+        QCOMPARE(out, QByteArray(remote ? "-x first\nssh box -t\n" : "-x first\n") + "a\n" + tail +
+                          "c\n");
+        QVERIFY2(err.contains("Corvane: gave up waiting for file ~/never after 1 s\n"),
+                 err.constData());
     }
 };
 

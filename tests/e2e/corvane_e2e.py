@@ -116,11 +116,12 @@ def case_new_user_xterm(s):
     xterm = int(wait_until("corvane to start XTerm", lambda: xterm_pids.exists() and
                            xterm_pids.read_text().split())[0])
     shell = pwd.getpwuid(os.getuid()).pw_shell
-    window = f"{first}; sleep 2; {second}; exec {shell} -il"
+    window = f"trap : INT; {first}; sleep 2; {second}; exec {shell} -il"
     cmdline = lambda pid: Path(f"/proc/{pid}/cmdline").read_bytes().decode().split("\0")[:-1]
     argv = wait_until("the wrapper to become XTerm", lambda: cmdline(xterm)[0] != "/bin/sh" and
                       cmdline(xterm))
-    assert argv == ["/usr/bin/xterm", "-e", shell, "-ilc", window], f"XTerm started as {argv}"
+    assert argv == ["/usr/bin/xterm", "-T", "Window 1", "-e", shell, "-ilc", window], \
+        f"XTerm started as {argv}"
     s.xdotool("search", "--sync", "--onlyvisible", "--pid", str(xterm))  # its window is up
     marker_lines = lambda: marker.read_text().splitlines() if marker.exists() else []
     lines = wait_until("XTerm to run both commands",

@@ -9,8 +9,10 @@
 #include "TestHelpers.h"
 
 #include <QDir>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -154,7 +156,7 @@ private Q_SLOTS:
                 break;
         }
         QVERIFY(processesOfRow(row).isEmpty());
-        QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows, 30000);
     }
 
     void windowsRunTheirCommandsAndStayAtALoginShell_data()
@@ -214,6 +216,85 @@ private Q_SLOTS:
         }
         // One window per group, no more.
         QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows + 2, 10000);
+    }
+
+    void windowsWaitForWhatTheyNeed_data()
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        for (const TerminalApp app :
+             {TerminalApp::xterm, TerminalApp::gnomeTerminal, TerminalApp::kitty})
+            QTest::newRow(qPrintable(u"waits "_s + rawValue(app))) << app;
+    }
+
+    // A server window, titled with its name, opens its port a while after it starts; a client
+    // window waits for it, in its own folder; a third window gives up on a file that never
+    // comes and skips its other command. Ctrl-C on the server leaves its window at a prompt.
+    void windowsWaitForWhatTheyNeed()
+    {
+        QFETCH(TerminalApp, terminal);
+        LinuxPlatform platform;
+        if (!platform.applicationLocation(bundleIdentifier(terminal)))
+            QSKIP("Not installed");
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).section(u' ', 1);
+        const QString a = dir.filePath(tag + u"-server"_s), b = dir.filePath(tag + u"-client"_s),
+                      c = dir.filePath(tag + u"-late"_s), folder = dir.filePath(tag + u" folder"_s);
+        QVERIFY(QDir().mkpath(folder));
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const quint16 port = probe.serverPort();
+        probe.close();
+        const auto mark = [](const QString &file, int n) {
+            return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
+        };
+        TabGroup server =
+            group(u"Corvane server "_s + tag, {step(u"sleep 2"_s), step(mark(a, 1)),
+                                               step(u"python3 -c 'import socket, time; s = "
+                                                    u"socket.create_server((\"127.0.0.1\", %1)); "
+                                                    u"time.sleep(600)'"_s.arg(port))});
+        TabGroup client = group(u"client"_s, {step(mark(b, 1))});
+        client.startWhen = QJsonObject{{u"port"_s, port}};
+        client.directory = folder;
+        TabGroup late = group(u"late"_s, {step(mark(c, 1)), step(mark(c, 2))});
+        late.commands[0].waitFor = QJsonObject{{u"file"_s, u"~/never"_s}, {u"timeout"_s, 1}};
+        {
+            AlertCatcher alerts;
+            BootTimeSleeper sleeper;
+            TerminalRunner runner(platform, sleeper);
+            runner.runAll({terminal, {server, client, late}});
+            QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
+            QCOMPARE(alerts.seen.join(u" | "), QString());
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 1, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 1, 20000);
+        // The client started only once the server's port could be open.
+        QVERIFY2(lines(b)[0].section(u' ', 2).toDouble() > lines(a)[0].section(u' ', 2).toDouble(),
+                 qPrintable(lines(a)[0] + u" | "_s + lines(b)[0]));
+        const QString clientShell = lines(b)[0].section(u' ', 1, 1);
+        QCOMPARE(QFile::symLinkTarget(u"/proc/"_s + clientShell + u"/cwd"_s), folder);
+        const auto titled = [&] {
+            QProcess search;
+            search.start(u"xdotool"_s,
+                         {u"search"_s, u"--name"_s, u"^Corvane server "_s + tag + u'$'});
+            return search.waitForFinished() && !search.readAllStandardOutput().trimmed().isEmpty();
+        };
+        // Checked while the server runs: at a prompt, a shell may set a title of its own (Debian's
+        // vte-2.91.sh does for GNOME Terminal).
+        QTRY_VERIFY_WITH_TIMEOUT(titled(), 20000);
+
+        // The late window gave up: its first command ran, the second never did, and it waits at
+        // a prompt.
+        const QString atPrompt = platform.windowShell() + u" -il < /dev/pts self self self"_s;
+        QTRY_COMPARE_WITH_TIMEOUT(lines(c).size(), 1, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(lines(c)[0].section(u' ', 1, 1)), atPrompt, 20000);
+        QCOMPARE(lines(c).size(), 1);
+
+        // Ctrl-C reaches the terminal's foreground job, the server; its window goes on to a prompt.
+        const QString serverShell = lines(a)[0].section(u' ', 1, 1);
+        const QByteArray stat = readAll(u"/proc/"_s + serverShell + u"/stat"_s);
+        const pid_t foreground = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(5).toInt();
+        QVERIFY(foreground > 0 && QString::number(foreground) != serverShell);
+        QCOMPARE(::kill(-foreground, SIGINT), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt, 20000);
     }
 };
 

@@ -1,9 +1,12 @@
-// The remote form of a packed command, run by a local shell against a loopback sshd: every later
-// command must reach the remote login shell with its exact text, in order.
+// The remote form of a packed command, run by a local shell against a loopback sshd as a throwaway
+// user with a clean home (no rc file of whoever runs the tests is read): every later command must
+// reach the remote login shell with its exact text, in order, and a wait must run there.
 #include "PackedCommandBuilder.h"
 #include "TestHelpers.h"
 
 #include <QDir>
+#include <QFileInfo>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>
@@ -21,6 +24,8 @@ class RemoteSshTest final : public QObject {
 
     QTemporaryDir dir;
     QProcess sshd;
+    const QString user = u"corvane-ssh-%1"_s.arg(::getpid());
+    const QString home = u"/tmp/"_s + user; // outside dir, which only root may enter
 
     static bool run(const QString &program, const QStringList &arguments)
     {
@@ -38,10 +43,17 @@ private Q_SLOTS:
             QStandardPaths::findExecutable(u"ssh"_s).isEmpty())
             QSKIP("OpenSSH server and client are not installed");
         QVERIFY(run(u"mkdir"_s, {u"-p"_s, u"/run/sshd"_s}));
+        QVERIFY(run(u"useradd"_s, {u"-m"_s, u"-k"_s, u"/dev/null"_s, u"-d"_s, home, u"-s"_s,
+                                   u"/bin/bash"_s, user}));
         for (const QString &key : {u"host_key"_s, u"client_key"_s})
             QVERIFY(run(u"ssh-keygen"_s, {u"-q"_s, u"-t"_s, u"ed25519"_s, u"-N"_s, QString(),
                                           u"-f"_s, dir.filePath(key)}));
-        QVERIFY(QFile::copy(dir.filePath(u"client_key.pub"_s), dir.filePath(u"authorized_keys"_s)));
+        // Read by sshd as the user, from its own home; a password of "*" keeps the account usable
+        // by key (a locked one is refused).
+        const QString keys = home + u"/authorized_keys"_s;
+        QVERIFY(QFile::copy(dir.filePath(u"client_key.pub"_s), keys));
+        QVERIFY(run(u"chown"_s, {user, keys}));
+        QVERIFY(run(u"usermod"_s, {u"-p"_s, u"*"_s, user}));
 
         QTcpServer probe; // a port that was free a moment ago; sshd says if it is taken after all
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
@@ -52,7 +64,7 @@ private Q_SLOTS:
         config.write(
             u"ListenAddress 127.0.0.1\nPort %1\nHostKey %2\nAuthorizedKeysFile %3\nPidFile none\n"
             u"UsePAM no\nStrictModes no\nPasswordAuthentication no\n"_s.arg(port)
-                .arg(dir.filePath(u"host_key"_s), dir.filePath(u"authorized_keys"_s))
+                .arg(dir.filePath(u"host_key"_s), keys)
                 .toUtf8());
         config.close();
         sshd.setProcessChannelMode(QProcess::MergedChannels);
@@ -69,10 +81,11 @@ private Q_SLOTS:
         QVERIFY(QDir(dir.path()).mkdir(u"bin"_s));
         QVERIFY(writeExecutable(
             dir.filePath(u"bin/ssh"_s),
-            u"#!/bin/sh\nexec '%1' -i '%2' -p %3 -o StrictHostKeyChecking=no -o LogLevel=ERROR "
-            u"-o UserKnownHostsFile=/dev/null -o BatchMode=yes \"$@\"\n"_s
+            u"#!/bin/sh\nexec '%1' -i '%2' -p %3 -l %4 -o StrictHostKeyChecking=no "
+            u"-o LogLevel=ERROR -o UserKnownHostsFile=/dev/null -o BatchMode=yes \"$@\"\n"_s
                 .arg(QStandardPaths::findExecutable(u"ssh"_s), dir.filePath(u"client_key"_s))
                 .arg(port)
+                .arg(user)
                 .toUtf8()));
     }
 
@@ -80,20 +93,29 @@ private Q_SLOTS:
     {
         sshd.terminate();
         sshd.waitForFinished(5000);
+        if (::geteuid() == 0) {
+            run(u"userdel"_s, {u"-r"_s, u"-f"_s, user});
+            QVERIFY(!QFile::exists(home));
+        }
     }
 
     void remoteCommandsRunInOrderWithTheirExactText()
     {
-        const QString out = dir.filePath(u"remote-out"_s);
-        const QString packed = PackedCommandBuilder::packed({
+        const QString out = home + u"/out"_s;
+        QTcpServer server; // learns a free port, opened for real only once the session stands
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const quint16 port = server.serverPort();
+        server.close();
+        QList<CommandStep> steps{
             step(u"ssh 127.0.0.1"_s, 3),
-            step(u"echo \"double \\\"quoted\\\"\" > '%1'"_s.arg(out), 1),
-            step(u"echo 'single  quoted' >> '%1'"_s.arg(out)),
-            step(u"printf '%s\\n' 'back\\slash' \"it's\" 'a\\\\\"b' >> '%1'"_s.arg(out)),
-            // Left unescaped on purpose: the remote login shell expands these one level early,
-            // which gives the same result here.
-            step(u"echo \"$((6 * 7)) `echo tick`\" >> '%1'"_s.arg(out)),
-        });
+            step(u"echo \"double \\\"quoted\\\"\" > ~/out; echo started"_s, 1),
+            step(u"echo 'single  quoted' '$USER' \"$USER\" >> ~/out"_s),
+            step(u"printf '%s\\n' 'back\\slash' \"it's\" 'a\\\\\"b' >> ~/out"_s),
+            step(u"echo 'a b' | awk '{print $2}' >> ~/out"_s),
+            step(u"echo \"$((6 * 7)) `echo tick`\" >> ~/out"_s),
+        };
+        steps[1].waitFor = QJsonObject{{u"port"_s, port}};
+        const QString packed = PackedCommandBuilder::packed(steps);
         QVERIFY2(packed.startsWith(u"ssh 127.0.0.1 -t 'exec $SHELL -ilc \""_s), qPrintable(packed));
 
         QProcess shell;
@@ -102,12 +124,20 @@ private Q_SLOTS:
         shell.setProcessEnvironment(environment);
         shell.setStandardInputFile(QProcess::nullDevice());
         shell.start(u"/bin/sh"_s, {u"-c"_s, packed});
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += shell.readAllStandardOutput()).contains("started") ||
+                                     shell.state() == QProcess::NotRunning,
+                                 60000);
+        QVERIFY2(seen.contains("started"), shell.readAllStandardError().constData());
+        QVERIFY(!QFile::exists(out) || QFileInfo(out).size() < 20); // held by the wait
+        QVERIFY(server.listen(QHostAddress::LocalHost, port));
         QVERIFY(shell.waitForFinished(60000));
         QVERIFY2(shell.exitCode() == 0, shell.readAllStandardError().constData());
         QFile result(out);
         QVERIFY(result.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(result.readAll()),
-                 u"double \"quoted\"\nsingle  quoted\nback\\slash\nit's\na\\\\\"b\n42 tick\n"_s);
+                 u"double \"quoted\"\nsingle  quoted $USER %1\nback\\slash\nit's\na\\\\\"b\n"
+                 u"b\n42 tick\n"_s.arg(user));
     }
 };
 

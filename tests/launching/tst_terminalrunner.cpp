@@ -4,11 +4,14 @@
 #include "FakeSleeper.h"
 #include "HeldSleeper.h"
 #include "LaunchAlerts.h"
-#include "PackedWindowLauncher.h"
+#include "PackedCommandBuilder.h"
+#include "RunPlan.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
 #include "WarpLauncher.h"
 
+#include <QDir>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -34,11 +37,13 @@ const auto open = [](const QString &c) {
 const auto send = [](const QString &c, int id) {
     return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
 };
-const auto kitty = [](const QString &script) {
-    return Call{u"startProcess"_s,
-                u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance "
-                u"/bin/zsh -ilc"_s.split(u' ')
-                    << script + u"; exec /bin/zsh -il"_s};
+const auto kitty = [](const QString &title, const QString &script) {
+    return Call{
+        u"startProcess"_s,
+        u"/Applications/net.kovidgoyal.kitty/Contents/MacOS/kitty --single-instance -T"_s.split(
+            u' ')
+            << title << u"/bin/zsh"_s << u"-ilc"_s
+            << u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s};
 };
 
 } // namespace
@@ -141,8 +146,9 @@ private Q_SLOTS:
                       group(u"box"_s, {step(u"ssh box"_s, 5)}), group(u"fails"_s, {step(u"x"_s)}),
                       group(u"never"_s, {step(u"y"_s)})}});
         QCOMPARE(platform.calls,
-                 (Calls{kitty(u"cd ~/app; sleep 2; npm start"_s), wait(0.8), kitty(u"htop"_s),
-                        wait(0.8), kitty(u"ssh box"_s), wait(0.8), kitty(u"x"_s),
+                 (Calls{kitty(u"app"_s, u"cd ~/app; sleep 2; npm start"_s), wait(0.8),
+                        kitty(u"custom"_s, u"htop"_s), wait(0.8), kitty(u"box"_s, u"ssh box"_s),
+                        wait(0.8), kitty(u"fails"_s, u"x"_s),
                         alert(failed,
                               u"Couldn’t launch kitty: No such file or directory (error 0)"_s)}));
     }
@@ -152,7 +158,7 @@ private Q_SLOTS:
         sleeper.cancelAt = 0;
         TerminalRunner runner(platform, sleeper);
         run(runner, {TA::kitty, {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
-        QCOMPARE(platform.calls, (Calls{kitty(u"a"_s), wait(0.8)}));
+        QCOMPARE(platform.calls, (Calls{kitty(u"1"_s, u"a"_s), wait(0.8)}));
     }
 
     void warpRunWritesOneFileWithoutWaits()
@@ -188,9 +194,9 @@ private Q_SLOTS:
         runner.runAll({TA::kitty, {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
         runner.runAll({TA::kitty, {group(u"x"_s, {step(u"other"_s)})}});
         QVERIFY(runner.isRunning());
-        QCOMPARE(platform.calls, (Calls{kitty(u"a"_s)}));
+        QCOMPARE(platform.calls, (Calls{kitty(u"1"_s, u"a"_s)}));
         held.release();
-        QTRY_COMPARE(platform.calls, (Calls{kitty(u"a"_s), kitty(u"b"_s)}));
+        QTRY_COMPARE(platform.calls, (Calls{kitty(u"1"_s, u"a"_s), kitty(u"2"_s, u"b"_s)}));
         held.release();
         QTRY_VERIFY(!runner.isRunning());
     }
@@ -237,38 +243,62 @@ private Q_SLOTS:
         QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), 0); // not a number
     }
 
-    // kitty's recipe is checked by the packed run above.
-    void packedRecipes()
+    // Where the title goes in each kind of vector, the shell, the window's folder (a missing one
+    // gives the home folder and says so in the window); kitty's recipe is checked by the run above.
+    void packedPlans()
     {
-        platform.install(u"com.github.wez.wezterm"_s, u"/A/w"_s);
-        platform.install(u"org.alacritty"_s, u"/A/a"_s);
-        const QString zsh = u"/bin/zsh"_s, script = u"echo 'it''s' \"q\" \\\n; "_s;
+        const QString zsh = u"/bin/zsh"_s;
+        const QString line = u"trap : INT; echo 'it''s' \"q\" \\; exec /bin/zsh -il"_s;
+        const QString missing = support.filePath(u"gone"_s);
         const std::tuple<TerminalApp, QString, QString> cases[] = {
-            {TA::ghostty, zsh, u"/usr/bin/open -na Ghostty.app --args -e"_s},
-            {TA::tabby, zsh, u"/usr/bin/open -na Tabby.app --args run"_s},
-            {TA::wezterm, zsh, u"/A/w/Contents/MacOS/wezterm start --always-new-process --"_s},
-            {TA::alacritty, u"/bin/bash"_s, u"/A/a/Contents/MacOS/alacritty -e"_s},
+            {TA::ghostty, u"/usr/bin/open -na Ghostty.app --args -e"_s, support.path()},
+            {TA::wezterm, u"/A/org.x/Contents/MacOS/wezterm start --always-new-process --"_s, {}},
+            {TA::gnomeTerminal,
+             u"/A/org.x/Contents/MacOS/gnome-terminal --window --title W --"_s,
+             {}},
+            {TA::konsole, u"/A/org.x/Contents/MacOS/konsole -p tabtitle=W -e"_s, {}},
+            {TA::xterm, u"/A/org.x/Contents/MacOS/xterm -T W -e"_s, missing},
         };
-        for (const auto &[terminal, shell, head] : cases) {
-            platform.calls.clear();
-            platform.shell = shell;
-            QCOMPARE(PackedWindowLauncher(platform).launchPackedWindow(script, terminal),
-                     std::nullopt);
-            const QStringList args{shell, u"-ilc"_s, script + u"; exec "_s + shell + u" -il"_s};
-            QCOMPARE(platform.calls, (Calls{{u"startProcess"_s, head.split(u' ') + args}}));
+        for (const auto &[terminal, head, folder] : cases) {
+            platform.install(bundleIdentifier(terminal), u"/A/org.x"_s);
+            TabGroup window = group(u"W"_s, {step(u" echo 'it''s' \"q\" \\ "_s)});
+            if (!folder.isEmpty())
+                window.directory = folder;
+            const RunPlan plan = RunPlan::of({terminal, {window, group(u"-"_s, {})}}, platform);
+            QCOMPARE(plan.windows.size(), 1);
+            const ProcessCommand &process = plan.windows[0].process;
+            const bool gone = folder == missing;
+            const QString notice = u"echo 'Corvane: there is no folder "_s + missing +
+                                   u"; starting in the home folder'; "_s;
+            const QStringList expected =
+                head.split(u' ') +
+                QStringList{zsh, u"-ilc"_s, gone ? QString(line).insert(12, notice) : line};
+            QCOMPARE(QStringList{process.program} + process.arguments, expected);
+            QCOMPARE(process.workingDirectory,
+                     folder.isEmpty() || gone ? QDir::homePath() : folder);
         }
+        QVERIFY(platform.calls.isEmpty());
     }
 
-    void packedFailures()
+    // Terminal and iTerm2 type each wait as a command of its own, the step's delay after it.
+    void typedPlans()
     {
-        platform.startFailures.insert(0, u"Permission denied"_s);
-        PackedWindowLauncher launcher(platform);
-        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::ghostty),
-                 (ScriptError{0, u"Couldn’t launch Ghostty: Permission denied"_s}));
-        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::wezterm),
-                 (ScriptError{0, u"WezTerm doesn’t seem to be installed."_s}));
-        QCOMPARE(launcher.launchPackedWindow(u"ls"_s, TA::alacritty),
-                 (ScriptError{0, u"Alacritty doesn’t seem to be installed."_s}));
+        TabGroup window = group(u"W"_s, {step(u"db"_s, 2), step(u" "_s), step(u"app"_s)});
+        window.commands[0].waitFor = QJsonObject{{u"file"_s, u"/tmp/r"_s}};
+        window.startWhen = QJsonObject{{u"port"_s, 0}};
+        window.directory = support.path();
+        const RunPlan plan = RunPlan::of({TA::appleTerminal, {window}}, platform);
+        QCOMPARE(plan.windows.size(), 1);
+        const auto ns = [](double s) { return waitAfter(s, 0); };
+        QCOMPARE(plan.windows[0].typed,
+                 (QList<TypedCommand>{
+                     {u"cd "_s + support.path() +
+                          u"; echo 'Corvane: not waiting: the port must be a number from 1 to "
+                          u"65535'"_s,
+                      ns(0.5)},
+                     {u"db"_s, ns(0.3)},
+                     {PackedCommandBuilder::waitCommand(window.commands[0].waitFor), ns(2)},
+                     {u"app"_s, ns(0.3)}}));
     }
 
     // The text inside the quotes, and what a YAML reader (as Warp's is) makes of it.

@@ -47,14 +47,14 @@ QString AutostartEntry::path()
 
 QString AutostartEntry::text(const QString &program, bool run)
 {
-    const QString exec = execArgument(program);
+    // TryExec is a plain string, not a command line: quoting it would name another file.
     return u"[Desktop Entry]\n"
            u"Type=Application\n"
            u"Name=Corvane\n"_s +
            (run ? u"Comment=Start Corvane and run your startup commands\n"_s
                 : u"Comment=Start Corvane in the tray\n"_s) +
-           u"Exec="_s + exec + (run ? u" run"_s : QString()) + u"\nTryExec="_s + exec +
-           u"\nIcon=corvane\nTerminal=false\n"_s;
+           u"Exec="_s + execArgument(program) + (run ? u" run"_s : QString()) + u"\nTryExec="_s +
+           escapedValue(program) + u"\nIcon=corvane\nTerminal=false\n"_s;
 }
 
 LoginStart AutostartEntry::read(const QString &path)

@@ -1,6 +1,7 @@
 #include "LinuxPlatform.h"
 
 #include "AutostartEntry.h"
+#include "DesktopTerminals.h"
 #include "TerminalTable.h"
 #include "WarningAlert.h"
 
@@ -80,29 +81,7 @@ bool LinuxPlatform::canTypeIntoTerminals() const
 
 QStringList LinuxPlatform::preferredTerminals() const
 {
-    QStringList preferred;
-    const auto add = [&](const QString &executablePath) {
-        // Debian's alternatives point at wrappers such as gnome-terminal.wrapper.
-        QString name = QFileInfo(executablePath).fileName();
-        if (name.endsWith(u".wrapper"))
-            name.chop(8);
-        for (const TerminalTraits &row : terminalTable) {
-            if (!row.linuxExecutable.empty() && name == qview(row.linuxExecutable)) {
-                const QString id = qview(row.bundleIdentifier).toString();
-                if (!preferred.contains(id))
-                    preferred.append(id);
-            }
-        }
-    };
-    // $TERMINAL may carry arguments ("kitty -1"); its first word names the program.
-    const QString terminal = qEnvironmentVariable("TERMINAL").trimmed();
-    if (!terminal.isEmpty())
-        add(terminal.section(u' ', 0, 0));
-    if (const QString alternative =
-            QStandardPaths::findExecutable(QStringLiteral("x-terminal-emulator"));
-        !alternative.isEmpty())
-        add(QFileInfo(alternative).canonicalFilePath());
-    return preferred;
+    return desktopPreferredTerminals();
 }
 
 void LinuxPlatform::openUrl(const QUrl &url)

@@ -23,6 +23,11 @@ std::unique_ptr<Sleeper> makeSystemSleeper()
     return std::make_unique<BootTimeSleeper>();
 }
 
+QStringList withoutSystemArguments(const QStringList &arguments)
+{
+    return arguments;
+}
+
 namespace {
 
 // True unless DISPLAY names a local X server (":N" or "unix:N") whose socket refuses us; remote

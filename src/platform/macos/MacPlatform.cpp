@@ -97,14 +97,68 @@ bool MacPlatform::trayIconIsTemplate() const
     return true;
 }
 
+QStringList MacPlatform::withoutProcessSerialNumber(QStringList arguments)
+{
+    arguments.removeIf([](const QString &argument) { return argument.startsWith(u"-psn_"); });
+    return arguments;
+}
+
+namespace {
+
+bool registered(LoginItemStatus status)
+{
+    return status == LoginItemStatus::enabled || status == LoginItemStatus::requiresApproval;
+}
+
+} // namespace
+
 LoginStart MacPlatform::loginStart() const
 {
-    return m_system.loginItem();
+    // Registered counts, even before the user allowed it: the note says what is missing.
+    if (registered(m_system.loginItemStatus(LoginItem::runAgent)))
+        return LoginStart::startAndRun;
+    if (registered(m_system.loginItemStatus(LoginItem::app)))
+        return LoginStart::start;
+    return LoginStart::off;
 }
 
 std::optional<QString> MacPlatform::setLoginStart(LoginStart start)
 {
-    return m_system.setLoginItem(start);
+    // One item at most: with both, a login would start Corvane twice. The unwanted one goes
+    // first, so that a failure never leaves both.
+    const std::pair<LoginItem, bool> items[] = {
+        {LoginItem::app, start == LoginStart::start},
+        {LoginItem::runAgent, start == LoginStart::startAndRun},
+    };
+    for (const auto &[item, wanted] : items) {
+        if (!wanted && registered(m_system.loginItemStatus(item))) {
+            if (auto problem = m_system.registerLoginItem(item, false))
+                return problem;
+        }
+    }
+    for (const auto &[item, wanted] : items) {
+        if (!wanted)
+            continue;
+        // Registering fails when the user has still to allow it; the item is in place then.
+        auto problem = m_system.registerLoginItem(item, true);
+        if (problem && m_system.loginItemStatus(item) != LoginItemStatus::requiresApproval)
+            return problem;
+    }
+    return std::nullopt;
+}
+
+QString MacPlatform::loginStartNote() const
+{
+    for (LoginItem item : {LoginItem::app, LoginItem::runAgent}) {
+        if (m_system.loginItemStatus(item) == LoginItemStatus::requiresApproval)
+            return u"Turn Corvane on in System Settings → General → Login Items."_s;
+    }
+    return {};
+}
+
+std::shared_ptr<void> MacPlatform::holdRunActivity()
+{
+    return m_system.beginActivity ? m_system.beginActivity() : nullptr;
 }
 
 } // namespace corvane

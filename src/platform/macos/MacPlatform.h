@@ -9,9 +9,15 @@
 
 namespace corvane {
 
+// The two login items that ServiceManagement (SMAppService) keeps for Corvane: the application
+// itself (Start at login), and the launch agent in its bundle that starts it with `run` (Run at
+// login). Both show in System Settings → General → Login Items, where the user can switch them.
+enum class LoginItem { app, runAgent };
+enum class LoginItemStatus { notRegistered, enabled, requiresApproval, notFound };
+
 // macOS: terminals are application bundles found through Launch Services, Terminal and iTerm2
 // are driven with osascript, `open` starts the terminals that take it, alerts come up in front
-// of every other application, the window shell is /bin/zsh as on every Mac, and a launch agent
+// of every other application, the window shell is /bin/zsh as on every Mac, and ServiceManagement
 // starts Corvane at login.
 class MacPlatform final : public Platform {
 public:
@@ -22,14 +28,20 @@ public:
         std::function<std::optional<QString>(const QString &bundleIdentifier)> findApplication;
         // Makes Corvane the active application.
         std::function<void()> activate;
-        // How Corvane starts at login, and the change of it (the reason when that fails): the
-        // launch agent in ~/Library/LaunchAgents. Both are required.
-        std::function<LoginStart()> loginItem;
-        std::function<std::optional<QString>(LoginStart)> setLoginItem;
+        // A login item's status, and its registration (true) or removal; the system's reason
+        // when that fails. Both are required.
+        std::function<LoginItemStatus(LoginItem)> loginItemStatus;
+        std::function<std::optional<QString>(LoginItem, bool)> registerLoginItem;
+        // Holds off App Nap until the returned object is gone.
+        std::function<std::shared_ptr<void>()> beginActivity;
         QString open = QStringLiteral("/usr/bin/open");
         QString osascript = QStringLiteral("/usr/bin/osascript");
         std::chrono::milliseconds scriptDeadline = OsascriptExecutor::defaultDeadline;
     };
+
+    // `arguments` without the "-psn_…" process serial number that macOS may pass to an
+    // application the Finder starts.
+    static QStringList withoutProcessSerialNumber(QStringList arguments);
 
     explicit MacPlatform(System system);
     ~MacPlatform() override;
@@ -52,6 +64,8 @@ public:
     bool trayIconIsTemplate() const override;
     LoginStart loginStart() const override;
     std::optional<QString> setLoginStart(LoginStart start) override;
+    QString loginStartNote() const override;
+    std::shared_ptr<void> holdRunActivity() override;
 
 private:
     System m_system;

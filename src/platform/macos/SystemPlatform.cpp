@@ -1,12 +1,8 @@
 #include "SystemPlatform.h"
 
-#include "AppInfo.h"
 #include "ContinuousClockSleeper.h"
-#include "LaunchAgent.h"
 #include "MacBridge.h"
 #include "MacPlatform.h"
-
-#include <QCoreApplication>
 
 namespace corvane {
 
@@ -15,20 +11,20 @@ std::unique_ptr<Platform> makeSystemPlatform()
     MacPlatform::System system;
     system.findApplication = &macbridge::applicationBundle;
     system.activate = &macbridge::activateApplication;
-    // launchd names the job by its label; the bundle identifier keeps it Corvane's own.
-    const QString label = appBundleIdentifier();
-    system.loginItem = [label] { return LaunchAgent::read(LaunchAgent::path(label)); };
-    system.setLoginItem = [label](LoginStart start) {
-        // The executable inside the Corvane.app that is running now, wherever it was installed.
-        return LaunchAgent::write(LaunchAgent::path(label), start, label,
-                                  QCoreApplication::applicationFilePath());
-    };
+    system.loginItemStatus = &macbridge::loginItemStatus;
+    system.registerLoginItem = &macbridge::registerLoginItem;
+    system.beginActivity = &macbridge::beginRunActivity;
     return std::make_unique<MacPlatform>(std::move(system));
 }
 
 std::unique_ptr<Sleeper> makeSystemSleeper()
 {
     return std::make_unique<ContinuousClockSleeper>();
+}
+
+QStringList withoutSystemArguments(const QStringList &arguments)
+{
+    return MacPlatform::withoutProcessSerialNumber(arguments);
 }
 
 std::optional<QString> graphicalSessionProblem()

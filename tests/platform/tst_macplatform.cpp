@@ -5,7 +5,6 @@
 #include "ContinuousClockSleeper.h"
 #include "FakeSleeper.h"
 #include "MacPlatform.h"
-#include "PackedWindowLauncher.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
 
@@ -33,7 +32,10 @@ class MacPlatformTest final : public QObject {
     Q_OBJECT
 
     QTemporaryDir bin;
-    AlertCatcher alerts; // activations join its list, so that their order shows
+    AlertCatcher alerts; // activations and activities join its list, so that their order shows
+    QMap<LoginItem, LoginItemStatus> items;  // SMAppService's state of each login item
+    QMap<LoginItem, LoginItemStatus> refuse; // registering fails, leaving the item so
+    QStringList itemCalls;                   // "+app", "-agent", ...
 
     // Every application is installed, as /A/<its bundle identifier>, or none is.
     MacPlatform::System system(bool installed = true)
@@ -43,6 +45,22 @@ class MacPlatformTest final : public QObject {
             return installed ? std::optional(u"/A/"_s + id) : std::nullopt;
         };
         result.activate = [this] { alerts.seen.append(u"activate"_s); };
+        result.beginActivity = [this] {
+            alerts.seen.append(u"activity begins"_s);
+            return std::shared_ptr<void>(
+                nullptr, [this](void *) { alerts.seen.append(u"activity ends"_s); });
+        };
+        result.loginItemStatus = [this](LoginItem item) { return items.value(item); };
+        result.registerLoginItem = [this](LoginItem item, bool add) -> std::optional<QString> {
+            itemCalls.append((add ? u"+"_s : u"-"_s) +
+                             (item == LoginItem::app ? u"app"_s : u"agent"_s));
+            if (add && refuse.contains(item)) {
+                items[item] = refuse[item];
+                return u"Operation not permitted"_s;
+            }
+            items[item] = add ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+            return std::nullopt;
+        };
         result.open = bin.filePath(u"open"_s);
         result.osascript = bin.filePath(u"osascript"_s);
         return result;
@@ -59,40 +77,27 @@ class MacPlatformTest final : public QObject {
     }
 
 private Q_SLOTS:
-    // A stand-in `open` that keeps the arguments of its last call, one a line, and fails.
+    // A stand-in `open` that keeps the arguments of its last call, one a line, and fails as the
+    // real one does when Launch Services cannot start the application.
     void initTestCase()
     {
         QVERIFY(writeExecutable(
             bin.filePath(u"open"_s),
-            "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.tmp\"\nmv \"$0.tmp\" \"$0.log\"\nexit 1\n"));
+            "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.tmp\"\nmv \"$0.tmp\" \"$0.log\"\n"
+            "echo 'LSOpenURLsWithRole() failed with error -10810.' >&2\nexit 1\n"));
     }
 
-    // Ghostty and Tabby are left to `open`; the others start from inside their bundles.
-    void packedWindowsOpenWithTheRecipesCommandLines()
+    // `open` takes the recipe's arguments as they are; other terminals start from inside their
+    // bundles (the recipes themselves are the runner's tests).
+    void terminalsAreFoundInBundles()
     {
         MacPlatform platform(system());
-        const QString open = bin.filePath(u"open"_s), macos = u"/Contents/MacOS/"_s;
-        const std::pair<TerminalApp, QString> rows[] = {
-            {TerminalApp::ghostty, open + u" -na Ghostty.app --args -e"_s},
-            {TerminalApp::tabby, open + u" -na Tabby.app --args run"_s},
-            {TerminalApp::kitty,
-             u"/A/net.kovidgoyal.kitty"_s + macos + u"kitty --single-instance"_s},
-            {TerminalApp::wezterm,
-             u"/A/com.github.wez.wezterm"_s + macos + u"wezterm start --always-new-process --"_s},
-            {TerminalApp::alacritty, u"/A/org.alacritty"_s + macos + u"alacritty -e"_s},
-        };
-        const QString script = u"make 'it' \"run\"\nnow"_s;
-        const QStringList shell{zsh, u"-ilc"_s, script + u"; exec /bin/zsh -il"_s};
-        for (const auto &[terminal, head] : rows) {
-            const auto process = PackedWindowLauncher(platform).windowProcess(script, terminal);
-            const auto *command = std::get_if<ProcessCommand>(&process);
-            QVERIFY(command);
-            QCOMPARE(QStringList{command->program} + command->arguments, head.split(u' ') + shell);
-        }
-        MacPlatform bare(system(false));
-        QCOMPARE(std::get<ScriptError>(
-                     PackedWindowLauncher(bare).windowProcess(script, TerminalApp::alacritty)),
-                 (ScriptError{0, u"Alacritty doesn’t seem to be installed."_s}));
+        QCOMPARE(platform.openCommand(u"com.mitchellh.ghostty"_s, {u"-na"_s, u"Ghostty.app"_s}),
+                 (ProcessCommand{bin.filePath(u"open"_s), {u"-na"_s, u"Ghostty.app"_s}}));
+        QCOMPARE(platform.bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
+                 u"/A/org.alacritty/Contents/MacOS/alacritty"_s);
+        QCOMPARE(MacPlatform(system(false)).bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
+                 std::nullopt);
     }
 
     // The window id that osascript printed goes into the next script; a refusal of Apple events
@@ -114,7 +119,7 @@ exit 1
                       {group(u"a"_s, {step(u"cd ~/app"_s), step(u"echo \"é\""_s)})}})
                      .join(u'|')
                      .section(u':', 0, 0),
-                 u"activate|Corvane isn’t allowed to control your terminal app"_s);
+                 u"activity begins|activate|Corvane isn’t allowed to control your terminal app"_s);
         const QString script = bin.filePath(u"osascript.script."_s);
         QCOMPARE(readAll(script + u'0'),
                  AppleScriptDriver::openScript(u"cd ~/app"_s, TerminalApp::appleTerminal).toUtf8());
@@ -123,7 +128,8 @@ exit 1
                      .toUtf8());
     }
 
-    // Installed as far as Launch Services knows; `open` still has the last word.
+    // Installed as far as Launch Services knows; `open` still has the last word, and says why.
+    // The run holds off App Nap from start to end.
     void openFailingRightAfterStartEndsTheRun()
     {
         MacPlatform platform(system());
@@ -131,11 +137,71 @@ exit 1
         QCOMPARE(run(platform, sleeper,
                      {TerminalApp::ghostty,
                       {group(u"a"_s, {step(u"top"_s)}), group(u"b"_s, {step(u"pwd"_s)})}}),
-                 (QStringList{u"activate"_s,
+                 (QStringList{u"activity begins"_s, u"activate"_s,
                               u"Couldn’t run your commands: Couldn’t launch Ghostty: it exited "
-                              u"with status 1 right after starting. (error 0)"_s}));
-        QCOMPARE(readAll(bin.filePath(u"open.log"_s)),
-                 "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntop; exec /bin/zsh -il\n");
+                              u"with status 1 right after starting.\n\nLSOpenURLsWithRole() "
+                              u"failed with error -10810."_s,
+                              u"activity ends"_s}));
+        QCOMPARE(
+            readAll(bin.filePath(u"open.log"_s)),
+            "-na\nGhostty.app\n--args\n-e\n/bin/zsh\n-ilc\ntrap : INT; top; exec /bin/zsh -il\n");
+    }
+
+    // Start at login is Corvane's own login item, Run at login the bundled agent that adds
+    // `run`; never both. An item still to be allowed counts as set, and the editor says so.
+    void loginItems_data()
+    {
+        QTest::addColumn<LoginStart>("before");
+        QTest::addColumn<LoginStart>("wanted");
+        QTest::addColumn<bool>("approval"); // registering asks the user first
+        QTest::addColumn<QString>("calls");
+        QTest::addColumn<LoginStart>("after");
+        const LoginStart off = LoginStart::off, start = LoginStart::start,
+                         run = LoginStart::startAndRun;
+        QTest::newRow("start") << off << start << false << u"+app"_s << start;
+        QTest::newRow("run") << start << run << false << u"-app +agent"_s << run;
+        QTest::newRow("back") << run << start << false << u"-agent +app"_s << start;
+        QTest::newRow("off") << run << off << false << u"-agent"_s << off;
+        QTest::newRow("off already") << off << off << false << QString() << off;
+        QTest::newRow("to allow") << off << run << true << u"+agent"_s << run;
+    }
+
+    void loginItems()
+    {
+        QFETCH(LoginStart, before);
+        QFETCH(LoginStart, wanted);
+        QFETCH(bool, approval);
+        QFETCH(QString, calls);
+        MacPlatform platform(system());
+        items = {{LoginItem::app, LoginItemStatus::notFound}};
+        refuse.clear();
+        QCOMPARE(platform.setLoginStart(before), std::nullopt);
+        itemCalls.clear();
+        if (approval)
+            refuse = {{LoginItem::app, LoginItemStatus::requiresApproval},
+                      {LoginItem::runAgent, LoginItemStatus::requiresApproval}};
+        QCOMPARE(platform.setLoginStart(wanted), std::nullopt);
+        QCOMPARE(itemCalls.join(u' '), calls);
+        QTEST(platform.loginStart(), "after");
+        QCOMPARE(platform.loginStartNote().contains(u"Login Items"_s), approval);
+    }
+
+    // A refusal that is not a question to the user is reported, and leaves neither item.
+    void loginItemFailureIsReported()
+    {
+        MacPlatform platform(system());
+        items = {{LoginItem::app, LoginItemStatus::enabled}};
+        refuse = {{LoginItem::runAgent, LoginItemStatus::notRegistered}};
+        QCOMPARE(platform.setLoginStart(LoginStart::startAndRun), u"Operation not permitted"_s);
+        QCOMPARE(platform.loginStart(), LoginStart::off);
+    }
+
+    // The Finder may add a process serial number; it is no argument of the user's.
+    void processSerialNumberIsDropped()
+    {
+        QCOMPARE(MacPlatform::withoutProcessSerialNumber(
+                     {u"/A/Corvane"_s, u"-psn_0_123"_s, u"run"_s, u"--dry-run"_s}),
+                 (QStringList{u"/A/Corvane"_s, u"run"_s, u"--dry-run"_s}));
     }
 
     void urlGoesToOpenWhenDesktopServicesRefuse()

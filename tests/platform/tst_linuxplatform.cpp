@@ -73,12 +73,6 @@ class LinuxPlatformTest final : public QObject {
         return QStringList{QDir::currentPath(), u"inherited"_s, bin.filePath(name)} + arguments;
     }
 
-    // Looked up outside PATH, which holds only the fakes.
-    static QString desktopFileValidate()
-    {
-        return QStandardPaths::findExecutable(u"desktop-file-validate"_s, {u"/usr/bin"_s});
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -97,6 +91,8 @@ private Q_SLOTS:
     void cleanup()
     {
         qunsetenv("TERMINAL");
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+        QFile::remove(bin.filePath(u"gsettings"_s));
         qunsetenv("CORVANE_RUN_WINDOW");
         QFile::remove(bin.filePath(u"x-terminal-emulator"_s));
     }
@@ -146,34 +142,29 @@ private Q_SLOTS:
                                     QString::number(QMessageBox::Warning), u"1"_s}));
     }
 
-    void runsStartEachTerminal()
+    void runsStartTheTerminalsExecutable()
     {
         const QString shell = platform.windowShell();
         const QString warpFile = config.filePath(u"Corvane/warp_launch.yaml"_s);
-        const std::pair<TerminalApp, QString> cases[] = {
-            {TerminalApp::ghostty, u"ghostty -e"_s},
-            {TerminalApp::wezterm, u"wezterm start --always-new-process --"_s},
-            {TerminalApp::tabby, u"tabby run"_s},
-            {TerminalApp::gnomeTerminal, u"gnome-terminal --window --"_s},
-            {TerminalApp::konsole, u"konsole -e"_s},
-            {TerminalApp::xfce4Terminal, u"xfce4-terminal -x"_s},
-            {TerminalApp::mateTerminal, u"mate-terminal --window -x"_s},
-            {TerminalApp::tilix, u"tilix -a app-new-window -x"_s},
-            {TerminalApp::terminator, u"terminator -u -x"_s},
-            {TerminalApp::xterm, u"xterm -e"_s},
-            {TerminalApp::foot, u"foot"_s}};
+        // The rest of the table runs real terminals (tst_realterminals): here the recipe of an
+        // `open` terminal, which Linux starts directly, and one without arguments.
+        const std::pair<TerminalApp, QString> cases[] = {{TerminalApp::ghostty, u"ghostty -e"_s},
+                                                         {TerminalApp::foot, u"foot"_s}};
         for (const auto &[terminal, head] : cases) {
             FakeSleeper sleeper;
             TerminalRunner runner(platform, sleeper);
             runner.runAll({terminal,
-                           {group(u"a"_s, {step(u"echo 'a'"_s, 1), step(u"pwd"_s)}),
-                            group(u"b"_s, {step(u"top"_s)})}});
+                           {group(QString(), {step(u"echo 'a'"_s, 1), step(u"pwd"_s)}),
+                            group(QString(), {step(u"top"_s)})}});
             const QStringList words = head.split(u' ');
             QList<QStringList> expected;
+            // Every window starts in the home folder, not in Corvane's.
             for (const QString &packed : {u"echo 'a'; sleep 1; pwd"_s, u"top"_s})
-                expected.append(start(words[0], words.mid(1) + QStringList{shell, u"-ilc"_s,
-                                                                           packed + u"; exec "_s +
-                                                                               shell + u" -il"_s}));
+                expected.append(
+                    QStringList{QDir::homePath(), u"inherited"_s, bin.filePath(words[0])} +
+                    words.mid(1) +
+                    QStringList{shell, u"-ilc"_s,
+                                u"trap : INT; "_s + packed + u"; exec "_s + shell + u" -il"_s});
             std::sort(expected.begin(), expected.end());
             QCOMPARE(takeRecords(2), expected);
             QCOMPARE(sleeper.seconds.size(), 2);
@@ -188,26 +179,31 @@ private Q_SLOTS:
         QVERIFY(sleeper.seconds.isEmpty() && QFile::exists(warpFile));
     }
 
-    // A terminal that ends before the pause after its window is over ends the run when it failed;
-    // a clean exit (it handed the window to a running instance) lets the run go on, and a failure
-    // after the pause is not the run's.
+    // A terminal that ends before the pause after its window is over ends the run when it failed,
+    // quoting what it last said; a clean exit (it handed the window to a running instance) lets
+    // the run go on, and so does a failure after the pause or a stop, which is no end.
     void terminalEndingRightAfterStart()
     {
         qputenv("CORVANE_RUN_WINDOW", "1");
         const QString launch = u"Couldn’t run your commands: Couldn’t launch GNOME Terminal: "_s;
+        const QString stopped = records.filePath(u"stopped"_s);
         using K = ProcessEnd::Kind;
-        const std::tuple<QStringList, int, QStringList, ProcessEnd> cases[] = {
+        const std::tuple<QStringList, int, QString, ProcessEnd> cases[] = {
             {{u"exit 0"_s, u"/bin/sleep 2; exit 3"_s}, 2, {}, {K::exited, 3}},
-            {{u"exit 1"_s, u"exit 0"_s},
+            {{u"printf 'a\n%0400d\n\n' 0 >&2; echo \"# Can't open display: :99 \" >&2; exit 1"_s,
+              u"exit 0"_s},
              1,
-             {launch + u"it exited with status 1 right after starting. (error 0)"_s},
-             {K::exited, 1}},
-            {{u"kill -KILL $$"_s, u"exit 0"_s},
+             launch +
+                 u"it exited with status 1 right after starting.\n\n# Can't open display: :99"_s,
+             {K::exited, 1, u"# Can't open display: :99"_s}},
+            {{u"printf '%0400d' 7 >&2; kill -KILL $$"_s, u"exit 0"_s},
              1,
-             {launch + u"it was stopped by signal 9 right after starting. (error 0)"_s},
-             {K::signalled, 9}},
+             launch + u"it was stopped by signal 9 right after starting.\n\n…"_s +
+                 QString(299, u'0') + u'7',
+             {K::signalled, 9, u"…"_s + QString(299, u'0') + u'7'}},
+            {{u"echo $$ > "_s + stopped + u"; kill -STOP $$"_s}, 1, {}, {K::signalled, 9}},
         };
-        for (const auto &[commands, started, alertsShown, lastEnd] : cases) {
+        for (const auto &[commands, started, alertShown, lastEnd] : cases) {
             QList<TabGroup> groups;
             for (const QString &command : commands)
                 groups.append(group(command, {step(command)}));
@@ -216,44 +212,82 @@ private Q_SLOTS:
             TerminalRunner runner(platform, sleeper);
             runner.runAll({TerminalApp::gnomeTerminal, groups});
             QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 10000);
-            QCOMPARE(alerts.seen.join(u"|"), alertsShown.join(u"|"));
+            QCOMPARE(alerts.seen.join(u"|"), alertShown);
             QCOMPARE(takeRecords(started).size(), started);
+            if (QFile pid(stopped); pid.open(QIODevice::ReadOnly)) {
+                const auto end = platform.endOfLastStarted();
+                ::kill(pid.readAll().trimmed().toInt(), SIGKILL);
+                pid.remove();
+                QCOMPARE(end, std::nullopt); // stopped, not ended
+            }
             QTRY_COMPARE_WITH_TIMEOUT(platform.endOfLastStarted(), std::optional(lastEnd), 10000);
         }
     }
 
-    // $TERMINAL's first word, then what Debian's x-terminal-emulator alternative links to in the
-    // end (a .wrapper counting as the terminal it wraps); names of no known terminal are left out.
+    // The desktop's choices in their order; names of no known terminal are left out. Files are
+    // "home/<name>" (XDG_CONFIG_HOME) or "dirs/<name>" (XDG_CONFIG_DIRS) with their text.
     void desktopsPreferredTerminals_data()
     {
-        QTest::addColumn<QString>("terminal");    // null: unset
-        QTest::addColumn<QString>("alternative"); // empty: none
+        QTest::addColumn<QString>("terminal"); // $TERMINAL, null: unset
+        QTest::addColumn<QString>("desktop");  // $XDG_CURRENT_DESKTOP
+        QTest::addColumn<QStringList>("files");
+        QTest::addColumn<QString>("gsettings");   // what a stand-in prints; empty: none
+        QTest::addColumn<QString>("alternative"); // x-terminal-emulator's target; empty: none
         QTest::addColumn<QStringList>("expected");
-        const QString kitty = u"net.kovidgoyal.kitty"_s, konsole = u"org.kde.konsole"_s;
-        QTest::newRow("neither") << QString() << QString() << QStringList();
-        QTest::newRow("arguments") << u"kitty -1 --class x"_s << QString() << QStringList{kitty};
-        QTest::newRow("path") << u"/opt/kde/bin/konsole"_s << QString() << QStringList{konsole};
-        QTest::newRow("unknown") << u"urxvt"_s << u"st"_s << QStringList();
-        QTest::newRow("wrapper") << QString() << u"gnome-terminal.wrapper"_s
-                                 << QStringList{u"org.gnome.Terminal"_s};
-        QTest::newRow("plain") << u""_s << u"tilix"_s << QStringList{u"com.gexperts.Tilix"_s};
-        QTest::newRow("both") << u"kitty"_s << u"xfce4-terminal.wrapper"_s
-                              << QStringList{kitty, u"xfce4-terminal"_s};
-        QTest::newRow("same") << u"  foot  "_s << u"foot"_s
-                              << QStringList{u"org.codeberg.dnkl.foot"_s};
-        QTest::newRow("unknown first") << u"st -e"_s << u"konsole"_s << QStringList{konsole};
+        const QString kitty = u"net.kovidgoyal.kitty"_s, konsole = u"org.kde.konsole"_s,
+                      gnome = u"org.gnome.Terminal"_s, tilix = u"com.gexperts.Tilix"_s,
+                      xterm = u"xterm"_s, foot = u"org.codeberg.dnkl.foot"_s;
+        QTest::newRow("nothing") << QString() << QString() << QStringList() << QString()
+                                 << QString() << QStringList();
+        QTest::newRow("TERMINAL, lists, GNOME, alternative, desktop")
+            << u"/opt/kitty -1"_s << u"ubuntu:GNOME"_s
+            << QStringList{u"dirs/xdg-terminals.list=foot.desktop"_s,
+                           u"home/xdg-terminals.list=# mine\nAlacritty.desktop:new-window\n"_s,
+                           u"home/gnome-xdg-terminals.list=org.wezfurlong.wezterm.desktop"_s,
+                           u"dirs/ubuntu-xdg-terminals.list=\nurxvt.desktop\nkitty.desktop"_s}
+            << u"'tilix'"_s << u"gnome-terminal.wrapper"_s
+            << QStringList{kitty, u"com.github.wez.wezterm"_s, u"org.alacritty"_s, foot, tilix,
+                           gnome};
+        QTest::newRow("KDE, GNOME's setting ignored")
+            << QString() << u"KDE"_s
+            << QStringList{u"home/kdeglobals=[General]\nTerminalApplication=xterm -e\n"_s,
+                           u"dirs/kdeglobals=[General]\nTerminalApplication=foot\n"_s}
+            << u"'tilix'"_s << QString() << QStringList{xterm, konsole};
+        QTest::newRow("KDE service, other group")
+            << QString() << u"KDE"_s
+            << QStringList{u"home/kdeglobals=[X]\nTerminalApplication=xterm\n[General]\n"
+                           u"TerminalService=org.codeberg.dnkl.foot.desktop\n"_s}
+            << QString() << u"konsole"_s << QStringList{foot, konsole};
+        QTest::newRow("unknown, XFCE") << u"st -e"_s << u"XFCE"_s << QStringList() << QString()
+                                       << u"st"_s << QStringList{u"xfce4-terminal"_s};
     }
 
     void desktopsPreferredTerminals()
     {
         QFETCH(QString, terminal);
+        QFETCH(QString, desktop);
+        QFETCH(QStringList, files);
+        QFETCH(QString, gsettings);
         QFETCH(QString, alternative);
-        QFETCH(QStringList, expected);
         if (!terminal.isNull())
             qputenv("TERMINAL", terminal.toUtf8());
+        qputenv("XDG_CURRENT_DESKTOP", desktop.toUtf8());
+        QTemporaryDir home, dirs, elsewhere;
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path()));
+        qputenv("XDG_CONFIG_DIRS", QFile::encodeName(dirs.path()));
+        for (const QString &file : files) {
+            const QString name = file.section(u'=', 0, 0), text = file.section(u'=', 1);
+            QVERIFY(writeExecutable(
+                (name.startsWith(u"home/") ? home : dirs).filePath(name.section(u'/', 1)),
+                text.toUtf8()));
+        }
+        if (!gsettings.isEmpty())
+            QVERIFY(writeExecutable(bin.filePath(u"gsettings"_s),
+                                    "#!/bin/sh\n[ \"$*\" = 'get org.gnome.desktop.default-"
+                                    "applications.terminal exec' ] && echo \"" +
+                                        gsettings.toUtf8() + "\"\n"));
         // As on Debian: /usr/bin/x-terminal-emulator -> /etc/alternatives/x-terminal-emulator ->
         // the terminal's executable, which lies off PATH.
-        QTemporaryDir elsewhere;
         if (!alternative.isEmpty()) {
             const QString target = elsewhere.filePath(alternative);
             const QString alternatives = elsewhere.filePath(u"x-terminal-emulator"_s);
@@ -261,39 +295,21 @@ private Q_SLOTS:
             QVERIFY(QFile::link(target, alternatives) &&
                     QFile::link(alternatives, bin.filePath(u"x-terminal-emulator"_s)));
         }
-        QCOMPARE(platform.preferredTerminals(), expected);
+        QTEST(platform.preferredTerminals(), "expected");
     }
 
-    // The autostart entry is the setting: written, read back, validated, removed.
+    // The autostart entry is the setting: written, read back, removed; a desktop's own switch
+    // turns it off.
     void loginStartIsTheAutostartEntry()
     {
-        const QString validator = desktopFileValidate();
-        if (validator.isEmpty())
-            QSKIP("desktop-file-validate is not installed (Debian: desktop-file-utils)");
         const QString path = config.filePath(u"autostart/corvane.desktop"_s);
-        const QString self = AutostartEntry::execArgument(QCoreApplication::applicationFilePath());
-        const auto contents = [&] {
-            QFile file(path);
-            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-        };
         QCOMPARE(platform.loginStart(), LoginStart::off);
-        for (LoginStart wanted : {LoginStart::start, LoginStart::startAndRun, LoginStart::start,
-                                  LoginStart::off, LoginStart::startAndRun, LoginStart::off}) {
+        for (LoginStart wanted :
+             {LoginStart::start, LoginStart::startAndRun, LoginStart::off, LoginStart::off}) {
             QCOMPARE(platform.setLoginStart(wanted), std::nullopt);
             QCOMPARE(platform.loginStart(), wanted);
             QCOMPARE(QFile::exists(path), wanted != LoginStart::off);
-            if (wanted == LoginStart::off)
-                continue;
-            QProcess validate;
-            validate.start(validator, {path});
-            QVERIFY(validate.waitForFinished());
-            QVERIFY2(validate.exitCode() == 0 && validate.readAll().isEmpty(),
-                     qPrintable(QString::fromUtf8(validate.readAllStandardError())));
-            const QString exec = wanted == LoginStart::startAndRun ? self + u" run"_s : self;
-            QVERIFY2(contents().contains(u"\nExec="_s + exec + u'\n'), qPrintable(contents()));
         }
-
-        // Desktops turn an entry off by marking it, not by removing it.
         for (const QString &mark : {u"Hidden=true"_s, u"X-GNOME-Autostart-enabled=false"_s}) {
             QCOMPARE(platform.setLoginStart(LoginStart::startAndRun), std::nullopt);
             QFile file(path);
@@ -313,35 +329,60 @@ private Q_SLOTS:
         QVERIFY(blocker.remove());
     }
 
-    // Exec arguments are quoted as desktop entries require, and the result still validates.
-    void execArgumentsAreQuoted_data()
+    // GLib, the reader of GNOME and others, takes the entry and starts exactly this program with
+    // `run`, wherever it lies; desktop-file-validate finds nothing to say. (A '%' is written as
+    // the format's "%%", which GLib 2.74 fails to undo when it looks for the program: it drops
+    // such an entry.)
+    void autostartEntryStartsThisProgram_data()
     {
-        QTest::addColumn<QString>("argument");
-        QTest::addColumn<QString>("written");
-        QTest::newRow("plain") << u"/usr/bin/corvane"_s << u"/usr/bin/corvane"_s;
-        QTest::newRow("space") << u"/opt/my apps/corvane"_s << u"\"/opt/my apps/corvane\""_s;
-        QTest::newRow("percent") << u"/opt/100%/corvane"_s << u"/opt/100%%/corvane"_s;
-        // Escaped once for the quotes, then every backslash again for the string value.
-        QTest::newRow("quote, dollar, backslash")
-            << u"/o\"p$t\\c"_s << u"\"/o\\\\\"p\\\\$t\\\\\\\\c\""_s;
-        QTest::newRow("single quote") << u"/it's/corvane"_s << u"\"/it's/corvane\""_s;
+        QTest::addColumn<QString>("folder");
+        for (const QString &folder : {u"my apps"_s, u"it's \"q\""_s, u"$HOME `x`"_s,
+                                      u"back\\slash\\\\"_s, u"a ; <&> #~*?()|"_s})
+            QTest::newRow(qPrintable(folder)) << folder;
     }
 
-    void execArgumentsAreQuoted()
+    void autostartEntryStartsThisProgram()
     {
-        QFETCH(QString, argument);
-        QFETCH(QString, written);
-        QCOMPARE(AutostartEntry::execArgument(argument), written);
-        const QString validator = desktopFileValidate();
-        if (validator.isEmpty())
-            return;
+        QFETCH(QString, folder);
+        const QString python = QStandardPaths::findExecutable(u"python3"_s, {u"/usr/bin"_s});
+        const QString validator =
+            QStandardPaths::findExecutable(u"desktop-file-validate"_s, {u"/usr/bin"_s});
+        if (python.isEmpty() || validator.isEmpty())
+            QSKIP("needs python3-gi and desktop-file-utils");
         QTemporaryDir dir;
+        const QString program = dir.filePath(folder + u"/corvane"_s);
         const QString entry = dir.filePath(u"corvane.desktop"_s);
-        QVERIFY(writeExecutable(entry, AutostartEntry::text(argument, true).toUtf8()));
+        const QString launched = dir.filePath(u"launched"_s);
+        QVERIFY(QDir().mkpath(dir.filePath(folder)) &&
+                writeExecutable(program, "#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\" > \"$OUT\"\n"));
+        QCOMPARE(AutostartEntry::write(entry, LoginStart::startAndRun, program), std::nullopt);
+        QCOMPARE(AutostartEntry::read(entry), LoginStart::startAndRun);
+
         QProcess validate;
         validate.start(validator, {entry});
         QVERIFY(validate.waitForFinished());
-        QVERIFY2(validate.exitCode() == 0, qPrintable(QString::fromUtf8(validate.readAll())));
+        QVERIFY2(validate.exitCode() == 0 && validate.readAll().isEmpty(),
+                 qPrintable(QString::fromUtf8(validate.readAllStandardError())));
+        QProcess glib;
+        glib.setProcessEnvironment([&] {
+            auto environment = QProcessEnvironment::systemEnvironment();
+            environment.insert(u"OUT"_s, launched);
+            return environment;
+        }());
+        glib.start(python, {u"-c"_s, uR"py(
+import sys, gi
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio
+app = Gio.DesktopAppInfo.new_from_filename(sys.argv[1])
+sys.exit("GLib refuses the entry" if app is None else 0 if app.launch([], None) else 1)
+)py"_s,
+                            entry});
+        QVERIFY(glib.waitForFinished());
+        QVERIFY2(glib.exitCode() == 0, glib.readAllStandardError().constData());
+        QFile record(launched);
+        QTRY_VERIFY(record.size() > 0);
+        QVERIFY(record.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(record.readAll()), program + u"\nrun\n"_s);
     }
 
     void bootTimeWaitKeepsTheLoopServingAndIsNeverShort()
