@@ -93,17 +93,16 @@ def case_new_user_xterm(s):
 
     marker = s.root / "marker"
     first, second = (f"echo {word} $(date +%s.%N) >> {marker}" for word in ("one", "two"))
-    # By keyboard, as the editor opens with the window's name focused. Tab passes the window's
-    # move buttons (its delete is disabled while it is the only window) to the first command.
-    s.xdotool("key", "--window", editor, "Tab", "Tab", "Tab")
+    # By keyboard, as the editor opens with the window's name focused: Tab goes to the first command.
+    s.xdotool("key", "--window", editor, "Tab")
     s.xdotool("type", "--window", editor, first)
     wait_until("the first command in config.json", lambda: commands() == [(first, 0)])
     assert saved_config()["terminalApp"] == "xterm", "XTerm, the only terminal, is not chosen"
-    s.xdotool("key", "--window", editor, "Tab", "ctrl+a")  # the delay after it
+    s.xdotool("key", "--window", editor, "Tab", "Tab", "ctrl+a")  # past "wait ▾" to the seconds
     s.xdotool("type", "--window", editor, "2")
     wait_until("the delay in config.json", lambda: commands() == [(first, 2)])
-    # Past the step's move buttons (its delete is disabled: the only step) to Add Command.
-    s.xdotool("key", "--window", editor, "Tab", "Tab", "Tab", "space")
+    # The step's icon buttons are out of the Tab order: next comes Add Command.
+    s.xdotool("key", "--window", editor, "Tab", "space")
     wait_until("a second step", lambda: commands() == [(first, 2), ("", 0)])
     # Add Command leaves the cursor in the new row's command.
     s.xdotool("type", "--window", editor, second)

@@ -117,6 +117,17 @@ private Q_SLOTS:
                     .arg(::getpid())
                     .toUtf8()));
         }
+        // Alacritty gives its shell HOME from the password database, whatever ours is: hand the
+        // private one on through `env` in front of the command it runs.
+        if (const QString alacritty = QStandardPaths::findExecutable(u"alacritty"_s);
+            !alacritty.isEmpty()) {
+            QVERIFY(writeExecutable(
+                dir.filePath(u"alacritty"_s),
+                u"#!/bin/sh\nn=$#\nwhile [ $n -gt 0 ]; do\n  a=$1; shift; n=$((n - 1))\n"
+                "  if [ \"$a\" = -e ]; then set -- \"$@\" -e env \"HOME=$HOME\"; "
+                "else set -- \"$@\" \"$a\"; fi\ndone\nexec '%1' \"$@\"\n"_s.arg(alacritty)
+                    .toUtf8()));
+        }
         qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
 
         // Xvfb picks a free display and writes its number to the descriptor named: stdout.
