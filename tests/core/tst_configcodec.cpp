@@ -61,35 +61,6 @@ private Q_SLOTS:
         }
     }
 
-    void waitsFoldersAndTypingKeptAsWritten()
-    {
-        // Written in the file's own layout; the unusable port stays as the user wrote it.
-        const QByteArray bytes =
-            "{\n  \"groups\" : [\n    {\n      \"commands\" : [\n        {\n"
-            "          \"command\" : \"db\",\n          \"delayAfter\" : 0,\n"
-            "          \"id\" : \"0D6A2C1B-4E5F-4A7B-8C9D-0E1F2A3B4C5D\",\n"
-            "          \"waitFor\" : {\n            \"port\" : 70000,\n"
-            "            \"timeout\" : \"soon\"\n          }\n        }\n      ],\n"
-            "      \"directory\" : \"~\\/src\",\n"
-            "      \"id\" : \"8192A3B4-C5D6-47E8-B90A-1B2C3D4E5F60\",\n"
-            "      \"name\" : \"app\",\n      \"startWhen\" : {\n"
-            "        \"url\" : \"http:\\/\\/localhost:8080\\/\"\n      },\n"
-            "      \"stopOnError\" : true\n    }\n  ],\n"
-            "  \"terminalApp\" : \"kitty\",\n  \"typing\" : \"tmux\"\n}";
-        const auto config = ConfigCodec::decode(bytes);
-        QVERIFY(config);
-        QCOMPARE(encoded(*config), bytes);
-        const TabGroup &group = config->groups.at(0);
-        QCOMPARE(group.directory, std::optional<QString>(u"~/src"_s));
-        QCOMPARE(readWait(group.startWhen).condition->describe(), u"http://localhost:8080/"_s);
-        QVERIFY(!readWait(group.commands.at(0).waitFor).condition);
-
-        for (const QByteArray &bad : {R"("stopOnError": "yes", )"_ba, R"("directory": 3, )"_ba})
-            QVERIFY(!ConfigCodec::decode(doc(R"("name")", bad + R"("name")")));
-        QCOMPARE(ConfigCodec::decode(doc(R"("name")", R"("startWhen": null, "name")")),
-                 ConfigCodec::decode(doc()));
-    }
-
     void readingWaits_data()
     {
         QTest::addColumn<QByteArray>("json");
@@ -100,6 +71,7 @@ private Q_SLOTS:
         row(R"({"port": 5432})", u"port 5432 60"_s);
         row(R"({"port": 6379, "host": " cache ", "timeout": 2.5})", u"cache:6379 2.5"_s);
         row(R"({"file": "~/ready"})", u"file ~/ready 60"_s);
+        row("{\"url\": \"http://localhost:8080/\"}", u"http://localhost:8080/ 60"_s);
         row(R"({"port": 0})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"port": 80.5})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"port": "80"})", u"the port must be a number from 1 to 65535"_s);
@@ -156,6 +128,20 @@ private Q_SLOTS:
         row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
             "!packedOverride");
         row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
+        // Window options and waits, the unusable one kept as the user wrote it.
+        row("typing", doc("{", "{\"typing\": \"tmux\", "), base,
+            "\"appleTerminal\",\n  \"typing\" : \"tmux\"\n}");
+        row("folder", doc("\"name\"", "\"directory\": \"~/src\", \"name\""), base,
+            "\"directory\" : \"~\\/src\",\n      \"id\"");
+        row("stop on error", doc("\"name\"", "\"stopOnError\": true, \"name\""), base,
+            "\"name\" : \"n\",\n      \"stopOnError\" : true\n");
+        row("start when null", doc("\"name\"", "\"startWhen\": null, \"name\""), base,
+            "!startWhen");
+        row("unusable wait",
+            doc(": 1}", ": 1, \"waitFor\": {\"timeout\": \"soon\", \"port\": 70000}}"), base,
+            ": 1,\n          \"id\" : \"" + QByteArray(stepId) +
+                "\",\n          \"waitFor\" : {\n            \"port\" : 70000,\n"
+                "            \"timeout\" : \"soon\"\n          }\n        }\n      ]");
         // Qt's parser alone drops a raw U+FEFF that starts a string; escaped ones it keeps.
         row("mark starts a name", doc("\"n\"", "\"\xEF\xBB\xBFn\""), u"appleTerminal \uFEFFn 1"_s,
             "\"name\" : \"\xEF\xBB\xBFn\"");
@@ -180,6 +166,9 @@ private Q_SLOTS:
         row("step not an object", doc("\"commands\": [", "\"commands\": [3, "), unreadable);
         row("delay digit string", doc(": 1}", ": \"2\"}"), unreadable);
         row("override a number", doc("\"name\"", "\"packedOverride\": 0, \"name\""), unreadable);
+        row("stop on error a text", doc("\"name\"", "\"stopOnError\": \"yes\", \"name\""),
+            unreadable);
+        row("folder a number", doc("\"name\"", "\"directory\": 3, \"name\""), unreadable);
         row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), unreadable);
         row("id trailing text", doc(stepId, QByteArray(stepId) + 'X'), unreadable);
         row("id one short", doc(stepId, QByteArray(stepId).chopped(1)), unreadable);

@@ -32,6 +32,12 @@ void writeScript(const QString &path, const QByteArray &body)
     QVERIFY(file.setPermissions(file.permissions() | QFileDevice::ExeOwner));
 }
 
+// How a later command reads inside `ssh host -t 'exec $SHELL -ilc "…"'`.
+QString remote(QString text)
+{
+    return text.replace(u'"', u"\\\""_s).replace(u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s);
+}
+
 const QJsonValue port5432 = QJsonObject{{u"port"_s, 5432}};
 const QJsonValue badPort = QJsonObject{{u"port"_s, 70000}};
 
@@ -92,12 +98,7 @@ private Q_SLOTS:
         row("an unusable wait says so", {u"a"_s, u"b"_s}, {}, u"a; "_s + ignored + u"; b"_s, {},
             {badPort});
         row("waits run on the remote side", {u"ssh box"_s, u"b"_s, u"c"_s}, {},
-            [&] {
-                QString chain = wait + u" && b && "_s + ignored + u" && c"_s;
-                chain.replace(u'"', u"\\\""_s).replace(u'$', u"\\$"_s).replace(u'\'', u"'\\''"_s);
-                return ssh.arg(chain);
-            }(),
-            {}, {port5432, badPort});
+            ssh.arg(remote(wait + u" && b && "_s + ignored + u" && c"_s)), {}, {port5432, badPort});
 
         TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
         group.stopOnError = true;
@@ -111,12 +112,8 @@ private Q_SLOTS:
         group.commands = steps({u"ssh box"_s, u"b"_s}, {}, {port5432});
         QTest::newRow("start when, before ssh")
             << group
-            << PackedCommandBuilder::waitCommand(group.startWhen) +
-                   u" || exec /bin/sh -il; ssh box -t 'exec $SHELL -ilc \"%1 && b\"'"_s.arg(
-                       QString(wait)
-                           .replace(u'"', u"\\\""_s)
-                           .replace(u'$', u"\\$"_s)
-                           .replace(u'\'', u"'\\''"_s));
+            << PackedCommandBuilder::waitCommand(group.startWhen) + u" || exec /bin/sh -il; "_s +
+                   ssh.arg(remote(wait) + u" && b"_s);
     }
 
     void packed()

@@ -57,6 +57,16 @@ QString shellState(const QString &pid)
     return state;
 }
 
+// Appends "<n> <shell pid> <time>" to the file.
+QString mark(const QString &file, int n)
+{
+    return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
+}
+QString field(const QString &line, int i)
+{
+    return line.section(u' ', i, i);
+}
+
 QList<pid_t> processesOfRow(const QByteArray &row)
 {
     const QByteArray entry = rowVariable + ('=' + row);
@@ -81,12 +91,41 @@ class RealTerminalsTest final : public QObject {
     QByteArray row;
     int rootWindows = 0; // mapped top-level windows before any terminal: the root itself
 
-    int windows() const
+    LinuxPlatform platform;
+
+    // Mapped top-level windows whose title matches the pattern.
+    static int windows(const QString &title = {})
     {
         QProcess search;
         search.start(u"xdotool"_s, {u"search"_s, u"--maxdepth"_s, u"1"_s, u"--onlyvisible"_s,
-                                    u"--name"_s, QString()});
+                                    u"--name"_s, title});
         return search.waitForFinished() ? search.readAllStandardOutput().count('\n') : -1;
+    }
+
+    // An interactive login shell on the window's terminal, leading its session with nothing in
+    // front of it: it waits at its prompt.
+    QString atPrompt() const
+    {
+        return platform.windowShell() + u" -il < /dev/pts self self self"_s;
+    }
+
+    void runAll(const AppConfig &config)
+    {
+        if (!platform.applicationLocation(bundleIdentifier(config.terminalApp)))
+            QSKIP("Not installed");
+        AlertCatcher alerts;
+        BootTimeSleeper sleeper;
+        TerminalRunner runner(platform, sleeper);
+        runner.runAll(config);
+        QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
+        QCOMPARE(alerts.seen.join(u" | "), QString());
+    }
+
+    static void terminals(std::initializer_list<TerminalApp> apps)
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        for (const TerminalApp app : apps)
+            QTest::newRow(qPrintable(rawValue(app))) << app;
     }
 
 private Q_SLOTS:
@@ -172,42 +211,23 @@ private Q_SLOTS:
 
     void windowsRunTheirCommandsAndStayAtALoginShell_data()
     {
-        QTest::addColumn<TerminalApp>("terminal");
-        for (const TerminalApp app :
-             {TerminalApp::kitty, TerminalApp::alacritty, TerminalApp::gnomeTerminal,
-              TerminalApp::konsole, TerminalApp::xfce4Terminal, TerminalApp::mateTerminal,
-              TerminalApp::tilix, TerminalApp::terminator, TerminalApp::xterm})
-            QTest::newRow(qPrintable(rawValue(app))) << app;
+        using enum TerminalApp;
+        terminals({kitty, alacritty, gnomeTerminal, konsole, xfce4Terminal, mateTerminal, tilix,
+                   terminator, xterm});
     }
 
     void windowsRunTheirCommandsAndStayAtALoginShell()
     {
         QFETCH(TerminalApp, terminal);
-        LinuxPlatform platform;
-        if (!platform.applicationLocation(bundleIdentifier(terminal)))
-            QSKIP("Not installed");
         const QString a = dir.filePath(QString::fromLatin1(QTest::currentDataTag()) + u"-a"_s);
         const QString b = a.chopped(1) + u'b';
-        const auto mark = [](const QString &file, int n) {
-            return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
-        };
-        {
-            AlertCatcher alerts;
-            BootTimeSleeper sleeper;
-            TerminalRunner runner(platform, sleeper);
-            runner.runAll({terminal,
-                           {group(u"one"_s, {step(mark(a, 1), 1.5), step(u"   "_s, 30),
-                                             step(mark(a, 2)), step(mark(a, 3))}),
-                            group(u"two"_s, {step(mark(b, 1), 0.5), step(mark(b, 2))})}});
-            QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
-            QCOMPARE(alerts.seen.join(u" | "), QString());
-        }
+        runAll({terminal,
+                {group(u"one"_s, {step(mark(a, 1), 1.5), step(u"   "_s, 30), step(mark(a, 2)),
+                                  step(mark(a, 3))}),
+                 group(u"two"_s, {step(mark(b, 1), 0.5), step(mark(b, 2))})}});
         QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 3, 20000);
         QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 2, 20000);
 
-        // An interactive login shell on the window's terminal, leading its session with nothing
-        // in front of it: it waits at its prompt.
-        const QString atPrompt = platform.windowShell() + u" -il < /dev/pts self self self"_s;
         // One shell per window ran its commands in order with the packed sleeps kept (1.5 s
         // after the first command, 0.5 s in the second window), then became that login shell.
         for (const auto &[marks, order, gap] :
@@ -215,15 +235,14 @@ private Q_SLOTS:
             QString steps;
             QSet<QString> shells;
             for (const QString &line : marks) {
-                steps += line.section(u' ', 0, 0);
-                shells.insert(line.section(u' ', 1, 1));
+                steps += field(line, 0);
+                shells.insert(field(line, 1));
             }
             QCOMPARE(steps, order);
             QCOMPARE(shells.size(), 1);
-            const double seen =
-                marks[1].section(u' ', 2).toDouble() - marks[0].section(u' ', 2).toDouble();
-            QVERIFY2(seen >= gap, qPrintable(marks.join(u" | ")));
-            QTRY_COMPARE_WITH_TIMEOUT(shellState(*shells.begin()), atPrompt, 10000);
+            QVERIFY2(field(marks[1], 2).toDouble() - field(marks[0], 2).toDouble() >= gap,
+                     qPrintable(marks.join(u" | ")));
+            QTRY_COMPARE_WITH_TIMEOUT(shellState(*shells.begin()), atPrompt(), 10000);
         }
         // One window per group, no more.
         QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows + 2, 10000);
@@ -231,10 +250,7 @@ private Q_SLOTS:
 
     void windowsWaitForWhatTheyNeed_data()
     {
-        QTest::addColumn<TerminalApp>("terminal");
-        for (const TerminalApp app :
-             {TerminalApp::xterm, TerminalApp::gnomeTerminal, TerminalApp::kitty})
-            QTest::newRow(qPrintable(u"waits "_s + rawValue(app))) << app;
+        terminals({TerminalApp::xterm, TerminalApp::gnomeTerminal, TerminalApp::kitty});
     }
 
     // A server window, titled with its name, opens its port a while after it starts; a client
@@ -243,10 +259,7 @@ private Q_SLOTS:
     void windowsWaitForWhatTheyNeed()
     {
         QFETCH(TerminalApp, terminal);
-        LinuxPlatform platform;
-        if (!platform.applicationLocation(bundleIdentifier(terminal)))
-            QSKIP("Not installed");
-        const QString tag = QString::fromLatin1(QTest::currentDataTag()).section(u' ', 1);
+        const QString tag = QString::fromLatin1(QTest::currentDataTag());
         const QString a = dir.filePath(tag + u"-server"_s), b = dir.filePath(tag + u"-client"_s),
                       c = dir.filePath(tag + u"-late"_s), folder = dir.filePath(tag + u" folder"_s);
         QVERIFY(QDir().mkpath(folder));
@@ -254,9 +267,6 @@ private Q_SLOTS:
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         const quint16 port = probe.serverPort();
         probe.close();
-        const auto mark = [](const QString &file, int n) {
-            return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
-        };
         TabGroup server =
             group(u"Corvane server "_s + tag, {step(u"sleep 2"_s), step(mark(a, 1)),
                                                step(u"python3 -c 'import socket, time; s = "
@@ -267,45 +277,30 @@ private Q_SLOTS:
         client.directory = folder;
         TabGroup late = group(u"late"_s, {step(mark(c, 1)), step(mark(c, 2))});
         late.commands[0].waitFor = QJsonObject{{u"file"_s, u"~/never"_s}, {u"timeout"_s, 1}};
-        {
-            AlertCatcher alerts;
-            BootTimeSleeper sleeper;
-            TerminalRunner runner(platform, sleeper);
-            runner.runAll({terminal, {server, client, late}});
-            QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
-            QCOMPARE(alerts.seen.join(u" | "), QString());
-        }
+        runAll({terminal, {server, client, late}});
         QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 1, 20000);
         QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 1, 20000);
         // The client started only once the server's port could be open.
-        QVERIFY2(lines(b)[0].section(u' ', 2).toDouble() > lines(a)[0].section(u' ', 2).toDouble(),
+        QVERIFY2(field(lines(b)[0], 2).toDouble() > field(lines(a)[0], 2).toDouble(),
                  qPrintable(lines(a)[0] + u" | "_s + lines(b)[0]));
-        const QString clientShell = lines(b)[0].section(u' ', 1, 1);
-        QCOMPARE(QFile::symLinkTarget(u"/proc/"_s + clientShell + u"/cwd"_s), folder);
-        const auto titled = [&] {
-            QProcess search;
-            search.start(u"xdotool"_s,
-                         {u"search"_s, u"--name"_s, u"^Corvane server "_s + tag + u'$'});
-            return search.waitForFinished() && !search.readAllStandardOutput().trimmed().isEmpty();
-        };
+        QCOMPARE(QFile::symLinkTarget(u"/proc/"_s + field(lines(b)[0], 1) + u"/cwd"_s), folder);
         // Checked while the server runs: at a prompt, a shell may set a title of its own (Debian's
         // vte-2.91.sh does for GNOME Terminal).
-        QTRY_VERIFY_WITH_TIMEOUT(titled(), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(windows(u"^Corvane server "_s + tag + u'$'), 1, 20000);
 
         // The late window gave up: its first command ran, the second never did, and it waits at
         // a prompt.
-        const QString atPrompt = platform.windowShell() + u" -il < /dev/pts self self self"_s;
         QTRY_COMPARE_WITH_TIMEOUT(lines(c).size(), 1, 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(shellState(lines(c)[0].section(u' ', 1, 1)), atPrompt, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(field(lines(c)[0], 1)), atPrompt(), 20000);
         QCOMPARE(lines(c).size(), 1);
 
         // Ctrl-C reaches the terminal's foreground job, the server; its window goes on to a prompt.
-        const QString serverShell = lines(a)[0].section(u' ', 1, 1);
+        const QString serverShell = field(lines(a)[0], 1);
         const QByteArray stat = readAll(u"/proc/"_s + serverShell + u"/stat"_s);
         const pid_t foreground = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(5).toInt();
         QVERIFY(foreground > 0 && QString::number(foreground) != serverShell);
         QCOMPARE(::kill(-foreground, SIGINT), 0);
-        QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt(), 20000);
     }
 };
 

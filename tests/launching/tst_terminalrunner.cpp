@@ -77,19 +77,6 @@ private Q_SLOTS:
         runningDuringAlert = false;
     }
 
-    void appleScriptRunTypesIntoEachWindow()
-    {
-        platform.scriptOutcomes = {AppleScriptResult{41}};
-        TerminalRunner runner(platform, sleeper);
-        run(runner,
-            {TA::appleTerminal,
-             {group(u"A"_s, {step(u"cd ~/app"_s), step(u"   "_s, 9), step(u" npm start "_s, 2)}),
-              group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-              group(u"B"_s, {step(u"ssh box"_s, 5)})}});
-        QCOMPARE(platform.calls, (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41),
-                                        wait(2), open(u"ssh box"_s), wait(5)}));
-    }
-
     void waitsAreRaisedToTheirFloors()
     {
         TerminalRunner runner(platform, sleeper);
@@ -102,19 +89,24 @@ private Q_SLOTS:
         QCOMPARE(sleeper.seconds, (QList<double>{0.5, 0.4, 0.3, 0.3, 0.5, 1e9, 10}));
     }
 
-    void failureEndsTheRunWithOneAlert()
+    // Blank steps and windows are skipped; a failure ends the run with one alert.
+    void appleScriptRunTypesIntoEachWindow()
     {
-        platform.scriptOutcomes = {AppleScriptResult{1}, AppleScriptResult{}, AppleScriptResult{2},
+        platform.scriptOutcomes = {AppleScriptResult{41}, AppleScriptResult{}, AppleScriptResult{},
+                                   AppleScriptResult{2},
                                    AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
         TerminalRunner runner(platform, sleeper);
-        const AppConfig config{TA::appleTerminal,
-                               {group(u"1"_s, {step(u"a1"_s), step(u"a2"_s)}),
-                                group(u"2"_s, {step(u"b1"_s), step(u"b2"_s)}),
-                                group(u"3"_s, {step(u"c1"_s), step(u"c2"_s)})}};
+        const AppConfig config{
+            TA::appleTerminal,
+            {group(u"A"_s, {step(u"cd ~/app"_s), step(u"   "_s, 9), step(u" npm start "_s, 2)}),
+             group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
+             group(u"B"_s, {step(u"ssh box"_s, 5)}), group(u"C"_s, {step(u"c1"_s), step(u"c2"_s)}),
+             group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
-        QCOMPARE(platform.calls, (Calls{open(u"a1"_s), wait(0.5), send(u"a2"_s, 1), wait(0.3),
-                                        open(u"b1"_s), wait(0.5), send(u"b2"_s, 2),
-                                        alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
+        QCOMPARE(platform.calls,
+                 (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41), wait(2),
+                        open(u"ssh box"_s), wait(5), open(u"c1"_s), wait(0.5), send(u"c2"_s, 2),
+                        alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
         QVERIFY(runningDuringAlert);
         platform.calls.clear();
         run(runner, config); // free again
@@ -176,12 +168,9 @@ private Q_SLOTS:
         QCOMPARE(platform.calls, (Calls{{u"openUrl"_s, {url}}}));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(),
-                 "---\nname: Corvane\nwindows:\n"
-                 "  - tabs:\n      - title: \"API\"\n        layout:\n          commands:\n"
-                 "            - exec: \"cd ~/api; sleep 2; npm start\"\n"
-                 "  - tabs:\n      - title: \"\"\n        layout:\n          commands:\n"
-                 "            - exec: \"ssh box\"\n");
+        QCOMPARE(QString::fromUtf8(file.readAll()),
+                 WarpLauncher::launchFileText(
+                     {{u"API"_s, u"cd ~/api; sleep 2; npm start"_s}, {u""_s, u"ssh box"_s}}));
         QCOMPARE(file.permissions() & 0x0FF, QFile::Permissions()); // owner only
     }
 
@@ -203,24 +192,18 @@ private Q_SLOTS:
 
     void appleScriptTexts()
     {
-        const QString iterm = u"tell application id \"com.googlecode.iterm2\"\n"_s;
-        const QString session = iterm + u"    tell current session of window id "_s;
+        const QString session =
+            u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window id "_s;
         const std::pair<QString, QString> cases[] = {
             {AppleScriptDriver::openScript(u"echo \"hi\""_s, TA::appleTerminal),
              u"tell application \"Terminal\"\n    activate\n    do script \"echo \\\"hi\\\"\"\n"
              u"    return id of front window\nend tell"_s},
-            {AppleScriptDriver::openScript(u"ls -la"_s, TA::iterm2),
-             iterm + u"    activate\n    set newWindow to (create window with default profile)\n"
-                     u"    tell current session of newWindow to write text \"ls -la\"\n"
-                     u"    return id of newWindow\nend tell"_s},
             // Each backslash doubled once only.
             {AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, TA::appleTerminal),
              u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window "
              u"id 7\nend tell"_s},
-            {AppleScriptDriver::runScript(u"a\nb\rc"_s, -12, TA::iterm2),
-             session + u"-12 to write text \"a b c\"\nend tell"_s},
-            {AppleScriptDriver::runScript(u" \tcafé → "_s, 0, TA::iterm2),
-             session + u"0 to write text \" \tcafé → \"\nend tell"_s},
+            {AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, TA::iterm2),
+             session + u"-12 to write text \"a b c \tcafé → \"\nend tell"_s},
         };
         for (const auto &[script, expected] : cases)
             QCOMPARE(script, expected);
@@ -301,7 +284,8 @@ private Q_SLOTS:
                      {u"app"_s, ns(0.3)}}));
     }
 
-    // The text inside the quotes, and what a YAML reader (as Warp's is) makes of it.
+    // The launch file's layout, the text inside the quotes, and what a YAML reader (as Warp's
+    // is) makes of it.
     void warpQuoting()
     {
         const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
