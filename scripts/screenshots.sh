@@ -118,6 +118,38 @@ start custom "$(config gnomeTerminal "$custom")"
 capture_editor editor-custom.png 780
 stop
 
+# Waits: the app's window starts once the database's port is open and waits for its own server.
+start waits "$(cat <<'JSON'
+{
+  "groups" : [
+    {
+      "commands" : [
+        { "command" : "npm install", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D11" },
+        { "command" : "npm run dev", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D12",
+          "waitFor" : { "url" : "http:\/\/localhost:3000\/health" } },
+        { "command" : "xdg-open http:\/\/localhost:3000", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D13" }
+      ],
+      "directory" : "~\/src\/app",
+      "id" : "7E0D4C1A-93B2-4F6E-8C1D-5A2B3C4D5E11",
+      "name" : "App",
+      "startWhen" : { "port" : 5432 },
+      "stopOnError" : true
+    },
+    {
+      "commands" : [
+        { "command" : "docker compose up db", "delayAfter" : 0, "id" : "0B5C7F2E-1D84-4C55-9A57-2C1E0F6A9D14" }
+      ],
+      "id" : "7E0D4C1A-93B2-4F6E-8C1D-5A2B3C4D5E12",
+      "name" : "Database"
+    }
+  ],
+  "terminalApp" : "xterm"
+}
+JSON
+)"
+capture_editor editor-waits.png 780
+stop
+
 # Tab from the first window's name: the keys reach its first command.
 start keyboard "$(config gnomeTerminal '')"
 capture_editor editor-keyboard.png 780 Tab
