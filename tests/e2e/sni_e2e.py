@@ -68,8 +68,7 @@ def case_menu(s):
     address = bus_daemon.stdout.readline().strip()
     s.env["DBUS_SESSION_BUS_ADDRESS"] = address
     s.start_display(tray=False)  # no XEmbed tray: only the StatusNotifierItem host
-    s.fake_terminal("kitty")
-    s.write_config("kitty", [("one", ["echo one"]), ("two", ["echo two"])])
+    s.fake_kitty()
 
     DBusGMainLoop(set_as_default=True)
     bus = dbus.bus.BusConnection(address)
