@@ -10,7 +10,7 @@ PACKAGES="
   libgl1-mesa-dev libgl1-mesa-dri libglx-mesa0 libegl-mesa0
   libbenchmark-dev
   python3 python3-yaml libyaml-cpp-dev
-  bash zsh dash fish
+  bash zsh dash fish tmux
   xvfb xauth xdotool trayer x11-utils imagemagick
   dbus-daemon python3-dbus python3-gi gir1.2-glib-2.0
   kitty alacritty

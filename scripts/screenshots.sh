@@ -1,7 +1,8 @@
 #!/bin/bash
-# Captures the tray menu and the editor (a new user's first opening, the combined command's
-# preview, a custom command) into docs/screenshots/, running Corvane under Xvfb with trayer as the
-# tray.
+# Captures the tray menu, the editor (a new user's first opening, the keyboard on the first
+# command, the combined command's preview, a custom command), the alert of a terminal that fails at
+# once and the window that stands in for a missing tray into docs/screenshots/, running Corvane
+# under Xvfb with trayer as the tray.
 #
 #   scripts/screenshots.sh [CORVANE_BINARY]   (default: build/src/app/corvane)
 set -euo pipefail
@@ -71,14 +72,18 @@ stop() {
 }
 
 # A second start hands over to the running instance, which opens its editor; HEIGHT makes room
-# for both example windows, which the editor's first size cuts off.
-capture_editor() { # FILE [HEIGHT]
+# for both example windows, which the editor's first size cuts off; KEYS are pressed in it first.
+capture_editor() { # FILE [HEIGHT] [KEYS...]
     XDG_CONFIG_HOME=$home PATH=$path "$corvane" >/dev/null 2>&1
     local window
     window=$(xdotool search --sync --onlyvisible --name 'Edit Commands' | awk 'NR == 1')
     if [[ -n ${2-} ]]; then
         eval "$(xdotool getwindowgeometry --shell "$window")"
         xdotool windowsize --sync "$window" "$WIDTH" "$2"
+    fi
+    if (($# > 2)); then
+        xdotool windowfocus --sync "$window"
+        xdotool key "${@:3}"
     fi
     sleep 0.5 # let the first layout pass paint
     import -window "$window" "$out/$1"
@@ -112,3 +117,33 @@ custom=$',\n      "packedOverride" : "ssh -t mydevbox \'cd ~\\/projects\\/api \&
 start custom "$(config gnomeTerminal "$custom")"
 capture_editor editor-custom.png 780
 stop
+
+# Tab from the first window's name: the keys reach its first command.
+start keyboard "$(config gnomeTerminal '')"
+capture_editor editor-keyboard.png 780 Tab
+stop
+
+# A terminal that fails at once, as XTerm does without a display: the alert says what it said.
+failing=$work/failing
+mkdir -p "$failing"
+printf '#!/bin/sh\necho "xterm: Xt error: Can'"'"'t open display: :99" >&2\nexit 1\n' >"$failing/xterm"
+chmod +x "$failing/xterm"
+path=$failing start failing "$(config xterm '')"
+XDG_CONFIG_HOME=$home PATH=$failing "$corvane" run >/dev/null 2>&1 &
+pids+=($!)
+alert=$(xdotool search --sync --onlyvisible --name '^Corvane$' | awk 'NR == 1')
+sleep 0.5
+import -window "$alert" "$out/alert-launch-failed.png"
+echo "wrote $out/alert-launch-failed.png"
+kill "$pid"
+
+# Without a tray, a small window stands in for it.
+kill "${pids[1]}" # trayer
+while xdotool search --classname '^panel$' >/dev/null; do sleep 0.05; done
+mkdir -p "$work/no-tray"
+XDG_CONFIG_HOME=$work/no-tray PATH=$path "$corvane" >/dev/null 2>&1 &
+pids+=($!)
+window=$(xdotool search --sync --onlyvisible --name '^Corvane$' | awk 'NR == 1')
+sleep 0.5
+import -window "$window" "$out/no-tray-window.png"
+echo "wrote $out/no-tray-window.png"

@@ -91,6 +91,11 @@ QStringList RunWatch::preferredTerminals() const
     return m_platform.preferredTerminals();
 }
 
+std::optional<QString> RunWatch::programPath(const QString &name) const
+{
+    return m_platform.programPath(name);
+}
+
 QString RunWatch::windowShell() const
 {
     return m_platform.windowShell();

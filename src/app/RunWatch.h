@@ -41,6 +41,7 @@ public:
     AppleScriptOutcome executeAppleScript(const QString &source) override;
     bool canTypeIntoTerminals() const override;
     QStringList preferredTerminals() const override;
+    std::optional<QString> programPath(const QString &name) const override;
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
     bool trayIconIsTemplate() const override;

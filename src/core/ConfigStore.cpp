@@ -97,6 +97,17 @@ bool ConfigStore::hasFile() const
     return !m_filePath.isEmpty() && AtomicFile::isPresent(m_filePath);
 }
 
+bool ConfigStore::update(const std::function<void(AppConfig &)> &edit)
+{
+    AppConfig config = m_config;
+    edit(config);
+    if (config == m_config)
+        return false;
+    m_config = std::move(config);
+    Q_EMIT configChanged();
+    return true;
+}
+
 bool ConfigStore::fail(const QString &reason)
 {
     if (reason != m_saveError) {

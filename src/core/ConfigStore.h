@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace corvane {
@@ -24,6 +25,8 @@ public:
     const AppConfig &config() const { return m_config; }
     // Replaces the whole value; announces configChanged() only when it differs.
     void setConfig(const AppConfig &config);
+    // Applies `edit` to a copy and takes the result as setConfig() does. True when it changed.
+    bool update(const std::function<void(AppConfig &)> &edit);
 
     // Writes the current configuration atomically to fileUrl(). False when nothing was written.
     bool save();

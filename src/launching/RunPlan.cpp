@@ -2,6 +2,7 @@
 
 #include "AppleScriptDriver.h"
 #include "PackedCommandBuilder.h"
+#include "TmuxSessions.h"
 #include "Whitespace.h"
 
 #include <QDir>
@@ -96,7 +97,13 @@ std::chrono::nanoseconds waitAfter(double delay, double floor)
     return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
 }
 
-RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
+bool RunPlan::typesThroughTmux(const AppConfig &config)
+{
+    return config.typing == "tmux"_L1 &&
+           traits(config.terminalApp).launchStyle == TerminalLaunchStyle::packedScript;
+}
+
+RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringList &takenSessions)
 {
     RunPlan plan;
     const TerminalTraits &row = traits(config.terminalApp);
@@ -113,6 +120,12 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
         if (!program)
             plan.failure = ScriptError{0, qview(row.displayName).toString() +
                                               u" doesn’t seem to be installed."_s};
+    }
+
+    QStringList sessions = takenSessions;
+    if (typesThroughTmux(config)) {
+        plan.tmux = platform.programPath(u"tmux"_s);
+        plan.tmuxMissing = !plan.tmux;
     }
 
     for (const TabGroup &group : config.groups) {
@@ -136,10 +149,22 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
             break;
         }
         case TerminalLaunchStyle::packedScript: {
-            const QString command = PackedCommandBuilder::effectiveCommand(group, shell);
-            if (command.isEmpty())
-                continue;
-            const QString line = PackedCommandBuilder::windowLine(command, shell, notices);
+            QString line;
+            if (plan.tmux) {
+                // The window shows a tmux session that gets the commands typed into it.
+                window.tmuxWindow = TmuxSessions::windowOf(group, window.folder, notices);
+                if (window.tmuxWindow.steps.isEmpty())
+                    continue;
+                window.tmuxSession =
+                    TmuxSessions::sessionNames({group.name}, sessions).constFirst();
+                sessions.append(*window.tmuxSession);
+                line = TmuxSessions::attachLine(TmuxClient(*plan.tmux), *window.tmuxSession);
+            } else {
+                const QString command = PackedCommandBuilder::effectiveCommand(group, shell);
+                if (command.isEmpty())
+                    continue;
+                line = PackedCommandBuilder::windowLine(command, shell, notices);
+            }
             const QStringList arguments = packedArguments(row, shell, group.name, line);
             window.process = row.starter == TerminalStarter::open
                                  ? platform.openCommand(bundle, arguments)

@@ -4,6 +4,7 @@
 #include "Platform.h"
 #include "ScriptError.h"
 #include "TerminalTable.h"
+#include "TmuxTyper.h"
 
 #include <QList>
 #include <QString>
@@ -42,19 +43,31 @@ struct PlannedWindow {
     QList<TypedCommand> typed;
     // Warp only: the folder the user set (Warp starts elsewhere in its own default, the home).
     std::optional<QString> chosenFolder;
+    // Typed through tmux (packed-script terminals with that choice): the session `process`
+    // attaches to, and what is typed into it.
+    std::optional<QString> tmuxSession;
+    TmuxWindow tmuxWindow;
 };
 
 // What a run of a configuration does, worked out once, with nothing started: the runner carries
 // it out, and the editor's preview and `corvane run --dry-run` print it.
 struct RunPlan {
-    // The plan for `config` with the terminals installed now.
-    static RunPlan of(const AppConfig &config, Platform &platform);
+    // The plan for `config` with the terminals installed now. `takenSessions` are the names of
+    // sessions on Corvane's tmux server, which new ones must not reuse.
+    static RunPlan of(const AppConfig &config, Platform &platform,
+                      const QStringList &takenSessions = {});
+    // Whether `config` types its commands through tmux: the choice is made and the terminal's
+    // windows are opened with a command line (packed-script terminals).
+    static bool typesThroughTmux(const AppConfig &config);
 
     const TerminalTraits *row = nullptr; // the chosen terminal, looked up here only
     bool installed = false;
     // A failure the run meets before its first window opens (the terminal's program is missing).
     std::optional<ScriptError> failure;
     QList<PlannedWindow> windows; // those with something to run, in order
+    // Typing through tmux: tmux's path, or nothing when it is not installed.
+    std::optional<QString> tmux;
+    bool tmuxMissing = false;
 };
 
 } // namespace corvane

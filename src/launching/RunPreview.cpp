@@ -4,6 +4,7 @@
 #include "LaunchAlerts.h"
 #include "PackedCommandBuilder.h"
 #include "TerminalTable.h"
+#include "TmuxSessions.h"
 #include "WarpLauncher.h"
 
 namespace corvane {
@@ -15,6 +16,32 @@ namespace {
 QString seconds(std::chrono::nanoseconds wait)
 {
     return QString::number(std::chrono::duration<double>(wait).count(), 'g', 6) + u" s"_s;
+}
+
+// A window typed into through tmux: the command that opens its session, then each command typed
+// into it, for someone to read (the run types each once the previous one is done).
+QString tmuxPreamble(const QString &tmux, const QString &session, const TmuxWindow &window,
+                     const QString &shell)
+{
+    const TmuxClient client(tmux);
+    const auto line = [&](const QStringList &arguments) {
+        const ProcessCommand command = client.command(arguments);
+        QString text = RunPreview::shellQuoted(command.program);
+        for (const QString &argument : command.arguments)
+            text += u' ' + RunPreview::shellQuoted(argument);
+        return text + u'\n';
+    };
+    QString text = u"# “%1”: tmux session %2, its commands typed one at a time, each once the "
+                   u"previous one is done\n"_s.arg(window.name, session);
+    text += line(TmuxSessions::newSessionArguments(tmux, TmuxSessions::defaultHooksDirectory(),
+                                                   shell, session, window));
+    for (const TmuxStep &step : window.steps) {
+        text += line(TmuxSessions::typeArguments(session, step.text));
+        if (step.delayAfter > 0)
+            text += u"# then waits %1\n"_s.arg(seconds(std::chrono::ceil<std::chrono::nanoseconds>(
+                std::chrono::duration<double>(step.delayAfter))));
+    }
+    return text + u"# the window:\n"_s;
 }
 
 } // namespace
@@ -30,6 +57,11 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
     const TerminalApp terminal = plan.row->app;
     if (!plan.installed) {
         const auto [message, informative] = LaunchAlerts::notInstalledText(terminal);
+        preview.problem = message + u". "_s + informative;
+        return preview;
+    }
+    if (plan.tmuxMissing && !plan.windows.isEmpty()) {
+        const auto [message, informative] = TmuxSessions::missingText();
         preview.problem = message + u". "_s + informative;
         return preview;
     }
@@ -54,6 +86,10 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
         }
         case TerminalLaunchStyle::packedScript:
             preview.processes.append(window.process);
+            preview.processPreambles.append(
+                window.tmuxSession ? tmuxPreamble(*plan.tmux, *window.tmuxSession,
+                                                  window.tmuxWindow, platform.windowShell())
+                                   : QString());
             break;
         case TerminalLaunchStyle::warpLaunchConfiguration:
             break;
@@ -71,7 +107,9 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
 QString RunPreview::text() const
 {
     QString text;
-    for (const ProcessCommand &process : processes) {
+    for (qsizetype i = 0; i < processes.size(); ++i) {
+        const ProcessCommand &process = processes.at(i);
+        text += processPreambles.value(i);
         // Run from its folder, as the window's shell will be.
         if (!process.workingDirectory.isEmpty())
             text += u"cd "_s + shellQuoted(process.workingDirectory) + u" && "_s;

@@ -44,6 +44,7 @@ public:
     // line; empty when it would go ahead.
     QString problem;
     QList<ProcessCommand> processes;       // packed-script terminals: one per window
+    QStringList processPreambles;          // per process, what is printed before it (tmux sessions)
     QList<ScriptedWindow> scriptedWindows; // Terminal and iTerm2
     std::optional<WarpLaunch> warp;        // Warp: every window at once
 

@@ -6,11 +6,14 @@
 #include "Platform.h"
 #include "RunPlan.h"
 #include "Sleeper.h"
+#include "TmuxSessions.h"
 #include "WarpLauncher.h"
 
 #include <variant>
 
 namespace corvane {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -42,18 +45,28 @@ QCoro::Task<Ending> typeIntoWindows(const RunPlan &plan, Platform &platform, Sle
     co_return Completed{};
 }
 
-QCoro::Task<Ending> launchPackedWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper)
+QCoro::Task<Ending> launchPackedWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper,
+                                        TmuxSessions *tmux)
 {
     PackedWindowLauncher launcher(platform, *plan.row);
     for (const PlannedWindow &window : plan.windows) {
         if (plan.failure)
             co_return *plan.failure;
-        if (auto error = launcher.launch(window.process))
-            co_return std::move(*error);
-        if (!co_await sleeper.sleepFor(packedWindowPause))
+        // Typed through tmux: the session first, so that the window has something to attach to.
+        if (window.tmuxSession && tmux) {
+            if (auto error = co_await tmux->open(*window.tmuxSession, window.tmuxWindow))
+                co_return std::move(*error);
+        }
+        auto error = launcher.launch(window.process);
+        if (!error && !co_await sleeper.sleepFor(packedWindowPause))
             co_return Cancelled{};
-        if (auto error = launcher.failureRightAfterStart())
+        if (!error)
+            error = launcher.failureRightAfterStart();
+        if (error) {
+            if (window.tmuxSession && tmux)
+                tmux->end(*window.tmuxSession); // no window shows it
             co_return std::move(*error);
+        }
     }
     co_return Completed{};
 }
@@ -74,6 +87,8 @@ TerminalRunner::TerminalRunner(Platform &platform, Sleeper &sleeper, QObject *pa
 {
 }
 
+TerminalRunner::~TerminalRunner() = default;
+
 QCoro::Task<> TerminalRunner::runAll(AppConfig config)
 {
     // Tested and set with no suspension in between, so runs can never overlap.
@@ -83,9 +98,29 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
     LaunchAlerts alerts(m_platform);
-    const RunPlan plan = RunPlan::of(config, m_platform);
+    // New sessions must not take the names of those on the server now.
+    QStringList takenSessions;
+    if (RunPlan::typesThroughTmux(config)) {
+        if (const auto tmux = m_platform.programPath(u"tmux"_s)) {
+            if (!m_tmux || m_tmux->client().program() != *tmux) {
+                m_tmux = std::make_unique<TmuxSessions>(m_platform, m_sleeper, *tmux);
+                connect(m_tmux.get(), &TmuxSessions::inputWanted, this,
+                        [this](const QString &window) {
+                            Q_EMIT inputWanted(TmuxSessions::inputWantedMessage(window));
+                        });
+            }
+            takenSessions = co_await m_tmux->existingSessions();
+        }
+    }
+    const RunPlan plan = RunPlan::of(config, m_platform, takenSessions);
     if (!plan.installed) {
         alerts.showNotInstalledAlert(plan.row->app);
+        setRunning(false);
+        co_return;
+    }
+    if (plan.tmuxMissing && !plan.windows.isEmpty()) {
+        const auto [message, informative] = TmuxSessions::missingText();
+        m_platform.showAlert(message, informative);
         setRunning(false);
         co_return;
     }
@@ -96,7 +131,7 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
         ending = co_await typeIntoWindows(plan, m_platform, m_sleeper);
         break;
     case TerminalLaunchStyle::packedScript:
-        ending = co_await launchPackedWindows(plan, m_platform, m_sleeper);
+        ending = co_await launchPackedWindows(plan, m_platform, m_sleeper, m_tmux.get());
         break;
     case TerminalLaunchStyle::warpLaunchConfiguration:
         ending = openWarpWindows(plan, m_platform);

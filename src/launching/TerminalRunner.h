@@ -5,10 +5,13 @@
 #include <QCoroTask>
 #include <QObject>
 
+#include <memory>
+
 namespace corvane {
 
 class Platform;
 class Sleeper;
+class TmuxSessions;
 
 // Opens one terminal window per group and runs its commands. One run at a time.
 class TerminalRunner final : public QObject {
@@ -18,6 +21,7 @@ class TerminalRunner final : public QObject {
 
 public:
     TerminalRunner(Platform &platform, Sleeper &sleeper, QObject *parent = nullptr);
+    ~TerminalRunner() override;
 
     bool isRunning() const { return m_isRunning; }
 
@@ -27,6 +31,9 @@ public:
 
 Q_SIGNALS:
     void isRunningChanged(bool isRunning);
+    // A window typed into through tmux waits for the user ("Window “api” is waiting for your
+    // input"): a program there asks for a password or a host key.
+    void inputWanted(const QString &message);
 
 private:
     void setRunning(bool running);
@@ -34,6 +41,8 @@ private:
     Platform &m_platform;
     Sleeper &m_sleeper;
     bool m_isRunning = false;
+    // The windows typed into through tmux, once a run has used it; they outlive their run.
+    std::unique_ptr<TmuxSessions> m_tmux;
 };
 
 } // namespace corvane

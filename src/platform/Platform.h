@@ -93,6 +93,9 @@ public:
     // terminal). They may not be installed.
     virtual QStringList preferredTerminals() const = 0;
 
+    // Where the command-line program `name` (tmux) is installed, or nothing.
+    virtual std::optional<QString> programPath(const QString &name) const = 0;
+
     // The shell that runs a packed window's command (`<shell> -ilc <command>`).
     virtual QString windowShell() const = 0;
 

@@ -19,6 +19,18 @@ inline QColor brandAccent(qreal opacity = 1.0)
     return color;
 }
 
+// The notice that the chosen terminal works differently.
+inline QColor noticeOrange()
+{
+    return {0xE0, 0x7A, 0x00};
+}
+
+// Text that says something went wrong; dark enough to read in a caption on the mint.
+inline QColor warningColor()
+{
+    return {0xB4, 0x3C, 0x0A};
+}
+
 // A colour as a style-sheet value, alpha included.
 inline QString cssColor(const QColor &color)
 {

@@ -1,6 +1,7 @@
 #include "EditorView.h"
 
 #include "BrandColors.h"
+#include "CommandRow.h"
 #include "ConfigEdits.h"
 #include "ConfigStore.h"
 #include "GroupEditor.h"
@@ -12,9 +13,12 @@
 #include "WrappingLabel.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QScopedValueRollback>
 #include <QScrollArea>
@@ -28,18 +32,37 @@ namespace corvane {
 
 namespace {
 
-// Where Terminal and iTerm2 do not exist, the last sentence would send the user nowhere.
+// Where commands are typed into a terminal one at a time (macOS), a slow command needs a delay
+// after it. Elsewhere each window runs its commands as one line, the rest after `ssh` on the
+// remote once it has connected, so that advice would only slow the windows down.
+QString introText(bool canTypeIntoTerminals)
+{
+    if (canTypeIntoTerminals)
+        return QStringLiteral(
+            "Each group opens its own terminal window and types its commands in order. Add a "
+            "delay after any command that needs time to finish — e.g. 2–3 seconds after "
+            "<code>ssh</code> so it can connect before the next command is sent.");
+    return QStringLiteral(
+        "Each window opens in its own terminal and runs its commands in order, each after the "
+        "one before has finished. When the first command is <code>ssh</code>, the rest run on "
+        "the remote machine once it has connected: no delay is needed after it.");
+}
+
+// On macOS a warning that the chosen terminal works differently from Terminal and iTerm2; where
+// every terminal works this way it is only a word on what the preview is.
 QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
 {
-    QString text = displayName(app) +
-                   QStringLiteral(" can’t be typed into one command at a time, so Corvane "
-                                  "automatically combines each window’s commands into a single "
-                                  "command, shown below. If a window’s first command opens an SSH "
-                                  "session, the rest run on the remote in your login shell.");
-    if (canTypeIntoTerminals)
-        text += QStringLiteral(" Your line-by-line commands are kept — switch back to Terminal or "
-                               "iTerm2 to edit them.");
-    return text;
+    if (!canTypeIntoTerminals)
+        return QStringLiteral("Corvane hands each window’s commands to ") + displayName(app) +
+               QStringLiteral(" as one command line, shown in the window’s card. “Edit This "
+                              "Command” lets you change it by hand.");
+    return displayName(app) +
+           QStringLiteral(" can’t be typed into one command at a time, so Corvane "
+                          "automatically combines each window’s commands into a single "
+                          "command, shown below. If a window’s first command opens an SSH "
+                          "session, the rest run on the remote in your login shell. Your "
+                          "line-by-line commands are kept — switch back to Terminal or "
+                          "iTerm2 to edit them.");
 }
 
 // Where Terminal cannot exist, a machine without any known terminal would otherwise give no hint
@@ -95,7 +118,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     auto *content = new QWidget;
     content->setObjectName(QStringLiteral("editorContent"));
     scroll->setWidget(content);
@@ -108,12 +131,8 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     stack->setContentsMargins(20, 20, 20, 20);
     stack->setSpacing(14);
 
-    auto *explanation = ui::secondaryLabel(
-        QStringLiteral("Each group opens its own terminal window and types its commands in order. "
-                       "Add a delay after any command that needs time to finish — e.g. 2–3 "
-                       "seconds after <code>ssh</code> so it can connect before the next command "
-                       "is sent."),
-        ui::TextStyle::callout, content, true);
+    auto *explanation = ui::secondaryLabel(introText(m_platform.canTypeIntoTerminals()),
+                                           ui::TextStyle::callout, content, true);
     explanation->setObjectName(QStringLiteral("explanation"));
     explanation->setTextFormat(Qt::RichText);
     explanation->setContentsMargins(0, 0, 0, 4);
@@ -135,13 +154,22 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     pickerLayout->addStretch(0);
     stack->addWidget(m_pickerRow);
 
+    m_typeThroughTmux =
+        new QCheckBox(QStringLiteral("Type commands one at a time (through tmux)"), content);
+    m_typeThroughTmux->setObjectName(QStringLiteral("typeThroughTmux"));
+    m_typeThroughTmux->setToolTip(
+        QStringLiteral("Each window becomes a tmux session and its commands are typed into its "
+                       "shell one after the other, so they can go into a program an earlier "
+                       "command started (python3, ssh, sudo -i) and land in your history."));
+    stack->addWidget(m_typeThroughTmux);
+    connect(m_typeThroughTmux, &QCheckBox::toggled, this, [this](bool on) {
+        edit([on](AppConfig &c) { c.typing = on ? QStringLiteral("tmux") : QString(); });
+    });
+
     m_notice->setObjectName(QStringLiteral("combineNotice"));
     m_notice->setTextFormat(Qt::PlainText);
     m_notice->setContentsMargins(0, 0, 0, 4);
     ui::applyTextStyle(m_notice, ui::TextStyle::callout);
-    QPalette noticePalette = m_notice->palette();
-    noticePalette.setColor(QPalette::WindowText, QColor(0xE0, 0x7A, 0x00));
-    m_notice->setPalette(noticePalette);
     stack->addWidget(m_notice);
 
     m_cardsLayout->setContentsMargins(0, 0, 0, 0);
@@ -162,36 +190,39 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     auto *footer = new QHBoxLayout;
     footer->setContentsMargins(20, 8, 20, 8);
     footer->setSpacing(6);
-    auto *dot = new QWidget(this);
-    dot->setFixedSize(6, 6);
-    dot->setStyleSheet(
-        QStringLiteral("background: %1; border-radius: 3px;").arg(brandAccent().name()));
-    footer->addWidget(dot, 0, Qt::AlignVCenter);
-    auto *saved =
-        ui::secondaryLabel(QStringLiteral("Saved automatically"), ui::TextStyle::caption, this);
-    saved->setObjectName(QStringLiteral("savedNote"));
-    footer->addWidget(saved);
-    footer->addStretch(1);
+    m_savedDot = new QWidget(this);
+    m_savedDot->setFixedSize(6, 6);
+    footer->addWidget(m_savedDot, 0, Qt::AlignVCenter);
+    m_savedNote = ui::secondaryLabel({}, ui::TextStyle::caption, this, true);
+    m_savedNote->setObjectName(QStringLiteral("savedNote"));
+    m_savedNote->setTextFormat(Qt::PlainText);
+    footer->addWidget(m_savedNote, 1);
     footer->addWidget(new LoginOptions(m_platform, this));
     outer->addLayout(footer);
 
     connect(&m_store, &ConfigStore::configChanged, this, &EditorView::onConfigChanged);
+    connect(&m_store, &ConfigStore::saveErrorChanged, this, &EditorView::showSaveState);
     connect(m_picker, &QComboBox::activated, this, [this](int index) {
-        if (index < 0 || index >= m_pickerEntries.size())
-            return;
-        AppConfig config = m_store.config();
-        config.terminalApp = m_pickerEntries.at(index);
-        m_store.setConfig(config);
+        if (index >= 0 && index < m_pickerEntries.size())
+            edit([&](AppConfig &c) { c.terminalApp = m_pickerEntries.at(index); });
     });
     auto *close = new QAction(this);
-    close->setShortcut(QKeySequence::Close);
+    close->setShortcuts({QKeySequence::Close, QKeySequence(Qt::Key_Escape)});
     addAction(close);
     connect(close, &QAction::triggered, this, &QWidget::close);
 
+    // The fields' own undo would take these keys first and know nothing of the rest; the window
+    // looks at them before any field does.
+    qApp->installEventFilter(this);
+    // Typing merges into one undo step only while the focus stays in one field.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        m_history.stopMerging();
+        if (now && now->window() == this && now->testAttribute(Qt::WA_InputMethodEnabled))
+            m_lastField = now;
+    });
+
     connect(m_addWindow, &QToolButton::clicked, this, [this] {
-        AppConfig config = m_store.config();
-        edits::addGroup(config.groups);
-        m_store.setConfig(config);
+        edit([](AppConfig &c) { edits::addGroup(c.groups); });
         // The new card is where the user goes next: its name takes the keys, and once the layout
         // has placed it, the scroll area shows it. Typing replaces its made-up name.
         GroupEditor *card = m_cards.ordered().last();
@@ -200,7 +231,9 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     });
 
     m_installed = edits::installedTerminals(m_platform);
+    m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
+    showSaveState();
 }
 
 QList<GroupEditor *> EditorView::groupEditors() const
@@ -217,6 +250,7 @@ void EditorView::showEvent(QShowEvent *event)
     m_saving = true;
     // Looked up once per opening: a lookup walks PATH for every terminal, too slow per keystroke.
     m_installed = edits::installedTerminals(m_platform);
+    m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
@@ -225,13 +259,14 @@ void EditorView::showEvent(QShowEvent *event)
     const auto replacement = edits::replacementTerminal(m_store.config().terminalApp, m_installed,
                                                         edits::fallbackCandidates(m_platform));
     if (replacement) {
-        AppConfig config = m_store.config();
-        config.terminalApp = *replacement;
-        // Saved through onConfigChanged like any edit, except that opening never creates
-        // config.json: a new user's first start stays one until something is changed.
+        // Saved through onConfigChanged like any edit (though not the user's to undo), except
+        // that opening never creates config.json: a first start stays one until something changes.
         const QScopedValueRollback saving(m_saving, m_saving && m_store.hasFile());
-        m_store.setConfig(config);
+        m_store.update([&](AppConfig &c) { c.terminalApp = *replacement; });
     }
+    // A save that failed before may work now (a folder made writable); the user sees which.
+    else if (!m_store.saveError().isEmpty())
+        m_store.save();
 }
 
 void EditorView::hideEvent(QHideEvent *event)
@@ -241,11 +276,140 @@ void EditorView::hideEvent(QHideEvent *event)
         m_saving = false;
 }
 
+bool EditorView::eventFilter(QObject *watched, QEvent *event)
+{
+    const QEvent::Type type = event->type();
+    if (type != QEvent::ShortcutOverride && type != QEvent::KeyPress)
+        return false;
+    const auto *widget = qobject_cast<QWidget *>(watched);
+    if (!widget || widget->window() != this)
+        return false;
+    auto *key = static_cast<QKeyEvent *>(event);
+    const bool undoKey = key->matches(QKeySequence::Undo);
+    const bool redoKey = key->matches(QKeySequence::Redo) ||
+                         key->keyCombination() == QKeyCombination(Qt::ControlModifier, Qt::Key_Y);
+    if (!undoKey && !redoKey)
+        return false;
+    // Accepting the override turns the shortcut into a key press, which comes here next.
+    key->accept();
+    if (type == QEvent::KeyPress)
+        undoKey ? undo() : redo();
+    return true;
+}
+
+void EditorView::undo()
+{
+    restore(m_history.undo(m_store.config(), m_lastField));
+}
+
+void EditorView::redo()
+{
+    restore(m_history.redo(m_store.config(), m_lastField));
+}
+
+void EditorView::edit(const std::function<void(AppConfig &)> &change)
+{
+    const AppConfig before = m_store.config();
+    m_editing = true;
+    const bool changed = m_store.update(change);
+    m_editing = false;
+    if (changed)
+        m_history.record(before, m_lastField, typingKey(before));
+}
+
+// The field being typed into, when this edit only changed what it holds: the key that merges
+// keystrokes into one undo step. Adding, removing or moving anything, switching a card to or from
+// its custom command or choosing a terminal stands alone.
+const void *EditorView::typingKey(const AppConfig &before) const
+{
+    QWidget *focus = QApplication::focusWidget();
+    if (!focus || focus->window() != this || !focus->testAttribute(Qt::WA_InputMethodEnabled))
+        return nullptr;
+    const AppConfig &after = m_store.config();
+    if (before.terminalApp != after.terminalApp || before.groups.size() != after.groups.size())
+        return nullptr;
+    for (qsizetype i = 0; i < before.groups.size(); ++i) {
+        const TabGroup &a = before.groups.at(i);
+        const TabGroup &b = after.groups.at(i);
+        if (a.id != b.id || a.packedOverride.has_value() != b.packedOverride.has_value() ||
+            a.commands.size() != b.commands.size())
+            return nullptr;
+        for (qsizetype j = 0; j < a.commands.size(); ++j) {
+            if (a.commands.at(j).id != b.commands.at(j).id)
+                return nullptr;
+        }
+    }
+    return focus;
+}
+
+void EditorView::restore(const std::optional<EditHistory::Snapshot> &snapshot)
+{
+    if (!snapshot)
+        return;
+    const AppConfig before = m_store.config();
+    m_editing = true;
+    m_store.setConfig(snapshot->config);
+    m_editing = false;
+
+    focusChange(before, snapshot->focus);
+    if (QWidget *focus = QApplication::focusWidget(); focus && m_scroll->isAncestorOf(focus))
+        QTimer::singleShot(0, focus, [this, focus] { m_scroll->ensureWidgetVisible(focus); });
+}
+
+// The keys go where the change shows: a window or command that came back or moved, else the
+// field the user was in, else the window that changed.
+void EditorView::focusChange(const AppConfig &before, QWidget *field)
+{
+    const QList<GroupEditor *> cards = m_cards.ordered();
+    GroupEditor *changed = nullptr;
+    for (qsizetype i = 0; i < cards.size(); ++i) {
+        const auto was =
+            std::find_if(before.groups.begin(), before.groups.end(),
+                         [&](const TabGroup &g) { return g.id == cards.at(i)->groupId(); });
+        if (was == before.groups.end() || was - before.groups.begin() != i) {
+            cards.at(i)->focusName();
+            return;
+        }
+        const QList<CommandRow *> rows = cards.at(i)->commandRows();
+        for (qsizetype j = 0; j < rows.size(); ++j) {
+            if (rows.at(j)->isVisibleTo(this) &&
+                (j >= was->commands.size() || was->commands.at(j).id != rows.at(j)->stepId())) {
+                rows.at(j)->focusCommand();
+                return;
+            }
+        }
+        if (!changed && *was != m_store.config().groups.at(i))
+            changed = cards.at(i);
+    }
+    if (field && field->isVisible())
+        field->setFocus(Qt::OtherFocusReason);
+    else if (changed)
+        changed->focusName();
+}
+
 void EditorView::onConfigChanged()
 {
+    // Undoing into a configuration that someone else replaced would bring back theirs.
+    if (!m_editing)
+        m_history.clear();
     if (m_saving)
         m_store.save();
     sync();
+}
+
+void EditorView::showSaveState()
+{
+    const QString error = m_store.saveError();
+    // Until a save works again: nothing is lost from the editor, but the file is behind it.
+    const QColor colour = error.isEmpty() ? brandAccent() : warningColor();
+    m_savedDot->setStyleSheet(
+        QStringLiteral("background: %1; border-radius: 3px;").arg(colour.name()));
+    m_savedNote->setText(error.isEmpty() ? QStringLiteral("Saved automatically")
+                                         : QStringLiteral("Not saved: ") + error);
+    QPalette palette = m_savedNote->palette();
+    palette.setColor(QPalette::WindowText,
+                     error.isEmpty() ? palette.color(QPalette::PlaceholderText) : warningColor());
+    m_savedNote->setPalette(palette);
 }
 
 void EditorView::sync()
@@ -253,13 +417,28 @@ void EditorView::sync()
     const AppConfig &config = m_store.config();
     syncPicker(m_installed, config.terminalApp);
 
-    const bool combines = combinesCommands(config.terminalApp);
+    {
+        const QSignalBlocker blocker(m_typeThroughTmux);
+        m_typeThroughTmux->setChecked(config.typing == QStringLiteral("tmux"));
+    }
+    m_typeThroughTmux->setVisible(m_tmuxInstalled && launchStyle(config.terminalApp) ==
+                                                         TerminalLaunchStyle::packedScript);
+
+    // Typed through tmux, the commands are not combined into one line.
+    const bool combines = combinesCommands(config.terminalApp) &&
+                          !(!m_typeThroughTmux->isHidden() && m_typeThroughTmux->isChecked());
     const bool noTerminal = m_installed.isEmpty() && !m_platform.canTypeIntoTerminals();
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)
         m_notice->setText(noTerminalText());
     else if (combines)
         m_notice->setText(noticeText(config.terminalApp, m_platform.canTypeIntoTerminals()));
+    // A warning where something is wrong or differs from the usual; otherwise plain information.
+    QPalette noticePalette = m_notice->palette();
+    noticePalette.setColor(QPalette::WindowText, noTerminal || m_platform.canTypeIntoTerminals()
+                                                     ? noticeOrange()
+                                                     : palette().color(QPalette::PlaceholderText));
+    m_notice->setPalette(noticePalette);
 
     syncCards();
 }
@@ -308,20 +487,15 @@ GroupEditor *EditorView::makeCard(const QUuid &id)
 {
     auto *card = new GroupEditor(id);
     card->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
-    const auto apply = [this](const std::function<void(AppConfig &)> &edit) {
-        AppConfig config = m_store.config();
-        edit(config);
-        m_store.setConfig(config);
-    };
-    connect(card, &GroupEditor::groupEdited, this, [apply, id](const TabGroup &group) {
-        apply([&](AppConfig &c) { edits::editGroup(c, id, [&](TabGroup &g) { g = group; }); });
+    connect(card, &GroupEditor::groupEdited, this, [this, id](const TabGroup &group) {
+        edit([&](AppConfig &c) { edits::editGroup(c, id, [&](TabGroup &g) { g = group; }); });
     });
     connect(card, &GroupEditor::moveUpRequested, this,
-            [apply, id] { apply([&](AppConfig &c) { edits::moveGroup(c.groups, id, -1); }); });
+            [this, id] { edit([&](AppConfig &c) { edits::moveGroup(c.groups, id, -1); }); });
     connect(card, &GroupEditor::moveDownRequested, this,
-            [apply, id] { apply([&](AppConfig &c) { edits::moveGroup(c.groups, id, +1); }); });
+            [this, id] { edit([&](AppConfig &c) { edits::moveGroup(c.groups, id, +1); }); });
     connect(card, &GroupEditor::deleteRequested, this,
-            [apply, id] { apply([&](AppConfig &c) { edits::removeGroup(c.groups, id); }); });
+            [this, id] { edit([&](AppConfig &c) { edits::removeGroup(c.groups, id); }); });
     return card;
 }
 

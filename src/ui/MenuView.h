@@ -29,8 +29,6 @@ public:
              QObject *parent = nullptr);
 
     QAction *runAction() { return &m_run; }
-    QAction *editAction() { return &m_edit; }
-    QAction *checkForUpdatesAction() { return &m_checkForUpdates; }
     QAction *quitAction() { return &m_quit; }
     // Top to bottom, the separator included.
     QList<QAction *> entries();

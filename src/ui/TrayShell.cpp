@@ -4,6 +4,7 @@
 #include "FallbackWindow.h"
 #include "Icons.h"
 #include "Platform.h"
+#include "TerminalRunner.h"
 
 #include <QCursor>
 
@@ -34,6 +35,10 @@ TrayShell::TrayShell(ConfigStore &store, TerminalRunner &runner, UpdateChecker &
             });
 
     connect(&m_menuView, &MenuView::editRequested, this, &TrayShell::showEditor);
+    // A window typed into through tmux waits for a password or a host key: say so.
+    connect(&runner, &TerminalRunner::inputWanted, this, [this](const QString &message) {
+        m_tray.showMessage(QStringLiteral("Corvane"), message, QSystemTrayIcon::Information);
+    });
 
     // Only while there is no tray; a cheap query, so that idle costs stay low otherwise.
     m_trayPoll.setInterval(2000);

@@ -34,10 +34,6 @@ public:
     void showEditor();
 
     MenuView &menuView() { return m_menuView; }
-    QMenu &menu() { return m_menu; }
-    QSystemTrayIcon &trayIcon() { return m_tray; }
-    EditorView *editor() const { return m_editor.get(); }
-    FallbackWindow *fallbackWindow() const { return m_fallback.get(); }
 
 private:
     void dockWhenTrayAppears();

@@ -30,6 +30,7 @@ public:
     QString supportDirectory = u"/tmp/corvane-fake-support"_s;
     QHash<QString, QString> installed; // bundle identifier -> location
     QString shell = u"/bin/zsh"_s;
+    QHash<QString, QString> programs;         // programPath(): name -> path
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
     bool typesIntoTerminals = true;           // macOS unless a test says otherwise
     QStringList preferred;                    // preferredTerminals()
@@ -83,6 +84,10 @@ public:
     {
         calls.append({u"appleScript"_s, {source}});
         return scriptOutcomes.isEmpty() ? AppleScriptResult{} : scriptOutcomes.takeFirst();
+    }
+    std::optional<QString> programPath(const QString &name) const override
+    {
+        return programs.contains(name) ? std::optional(programs.value(name)) : std::nullopt;
     }
     QString windowShell() const override { return shell; }
     void showAlert(const QString &title, const QString &text) override

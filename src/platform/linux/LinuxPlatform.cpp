@@ -98,6 +98,12 @@ AppleScriptOutcome LinuxPlatform::executeAppleScript(const QString &)
     return std::monostate{};
 }
 
+std::optional<QString> LinuxPlatform::programPath(const QString &name) const
+{
+    const QString path = QStandardPaths::findExecutable(name);
+    return path.isEmpty() ? std::nullopt : std::optional(path);
+}
+
 QString LinuxPlatform::windowShell() const
 {
     if (const passwd *entry = ::getpwuid(::getuid()); entry && entry->pw_shell && *entry->pw_shell)

@@ -78,6 +78,18 @@ QStringList MacPlatform::preferredTerminals() const
     return {};
 }
 
+std::optional<QString> MacPlatform::programPath(const QString &name) const
+{
+    // An application started from the Dock or at login gets launchd's short PATH, without the
+    // package managers' folders where tmux lives.
+    QString path = QStandardPaths::findExecutable(name);
+    if (path.isEmpty()) {
+        path = QStandardPaths::findExecutable(
+            name, {u"/opt/homebrew/bin"_s, u"/usr/local/bin"_s, u"/opt/local/bin"_s});
+    }
+    return path.isEmpty() ? std::nullopt : std::optional(path);
+}
+
 QString MacPlatform::windowShell() const
 {
     return u"/bin/zsh"_s;

@@ -1,0 +1,327 @@
+// Typing through tmux against real tmux and real shells (bash, zsh, dash, fish where installed),
+// each with a private HOME and a private tmux server: a REPL, a stand-in for ssh that asks for a
+// password, waits, the shell's history, a session that dies and the sessions' ends.
+#include "BootTimeSleeper.h"
+#include "FakePlatform.h"
+#include "RunPlan.h"
+#include "RunPreview.h"
+#include "TestHelpers.h"
+#include "TmuxSessions.h"
+
+#include <QCoroTask>
+#include <QDir>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <csignal>
+
+using namespace corvane;
+using namespace corvane::testing;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed() : QString();
+}
+
+} // namespace
+
+class TmuxTypingTest final : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString tmux;
+    FakePlatform platform;
+    BootTimeSleeper sleeper;
+    std::unique_ptr<TmuxSessions> sessions;
+    QString server; // one per test: a server that was told to stop may still be on its way out
+
+    QString file(const QString &name) const { return dir.filePath(name); }
+
+    // tmux on the test's server, waited for: the test's own look at the panes.
+    QString tmuxOut(const QStringList &arguments) const
+    {
+        QProcess process;
+        process.start(tmux, QStringList{u"-L"_s, server} + arguments);
+        process.waitForFinished(10000);
+        return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    }
+
+    // Opens `window` with the current row's shell and returns its session's name.
+    QString open(const TmuxWindow &window)
+    {
+        const QString session = TmuxSessions::sessionNames({window.name}, {}).first();
+        auto error = std::make_shared<std::optional<ScriptError>>(ScriptError{-1, {}});
+        [](TmuxSessions &to, QString name, TmuxWindow what,
+           std::shared_ptr<std::optional<ScriptError>> into) -> QCoro::Task<> {
+            *into = co_await to.open(name, what);
+        }(*sessions, session, window, error);
+        [&] { QTRY_VERIFY_WITH_TIMEOUT(!*error || (*error)->number != -1, 10000); }();
+        [&] { QVERIFY2(!*error, qPrintable(*error ? (*error)->message : QString())); }();
+        return session;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        tmux = QStandardPaths::findExecutable(u"tmux"_s);
+        if (tmux.isEmpty())
+            QSKIP("Needs tmux");
+        // A stand-in for ssh: asks for a password without echo, as ssh does, keeps the answer, then
+        // hands over to an interactive sh with a prompt of its own. Called by its path: login
+        // shells set PATH afresh.
+        QVERIFY(QDir().mkpath(file(u"bin"_s)));
+        QVERIFY(writeExecutable(file(u"bin/ssh"_s), uR"(#!/bin/sh
+printf '%s@%s password: ' "$USER" "$1"
+stty -echo; IFS= read -r answer; stty echo; echo
+printf '%s\n' "$answer" > "$TEST_DIR/password"
+PS1="$1\$ " exec sh -i
+)"_s.toUtf8()));
+        qputenv("TEST_DIR", QFile::encodeName(dir.path()));
+        // The machine user's own tools (pyenv shims and the like) stay out.
+        qputenv("PATH", "/usr/bin:/bin");
+        qputenv("TMUX_TMPDIR", QFile::encodeName(dir.path()));
+        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
+                                 "XDG_STATE_HOME", "ZDOTDIR", "TMUX", "ENV", "PROMPT_COMMAND"})
+            qunsetenv(name);
+    }
+
+    void init()
+    {
+        // Every row: a fresh HOME (zsh's own first-start menu kept away by an empty .zshrc) and a
+        // fresh server, which takes its environment from the first client.
+        const QString home = file(u"home-"_s + QString::fromLatin1(QTest::currentDataTag()));
+        QVERIFY(QDir().mkpath(home));
+        QVERIFY(QFile(home + u"/.zshrc"_s).open(QIODevice::WriteOnly));
+        qputenv("HOME", QFile::encodeName(home));
+        platform.calls.clear();
+        server = u"test-"_s + QString::fromLatin1(QTest::currentTestFunction()) + u'-' +
+                 QString::fromLatin1(QTest::currentDataTag());
+        sessions = std::make_unique<TmuxSessions>(platform, sleeper, tmux, server,
+                                                  dir.filePath(u"hooks"_s));
+    }
+
+    void cleanup()
+    {
+        sessions.reset();
+        tmuxOut({u"kill-server"_s});
+    }
+
+    static void shells_data()
+    {
+        QTest::addColumn<QString>("shell");
+        for (const QString &shell : {u"bash"_s, u"zsh"_s, u"dash"_s, u"fish"_s})
+            QTest::newRow(qPrintable(shell)) << shell;
+    }
+
+    // One window: a delay, a wait on a file, python3 and a line for its REPL, ssh and a command
+    // for the shell behind it once the password was given, and the shell's history.
+    void typesEachCommandWhenThePreviousIsDone_data() { shells_data(); }
+    void typesEachCommandWhenThePreviousIsDone()
+    {
+        QFETCH(QString, shell);
+        platform.shell = QStandardPaths::findExecutable(shell);
+        if (platform.shell.isEmpty())
+            QSKIP("Shell not installed");
+        const QString tag = shell + u'-';
+        const QString ready = file(tag + u"ready"_s), times = file(tag + u"times"_s);
+        const QString repl = file(tag + u"repl"_s), inner = file(tag + u"inner"_s);
+        const QString history = file(tag + u"history"_s);
+        const QString historyCommand = shell == "fish"_L1 ? u"history > '%1'"_s.arg(history)
+                                                          : u"fc -ln 1 > '%1'"_s.arg(history);
+
+        TmuxWindow window{u"api: db"_s, dir.path(), {}, false};
+        window.steps = {
+            {u"date +%s.%N > '"_s + times + u'\'', 1.5},
+            {u"sh -c 'while [ ! -e \"$0\" ]; do sleep 0.1; done' '"_s + ready + u'\'', 0, true},
+            {u"date +%s.%N >> '"_s + times + u'\''},
+            {u"python3 -q"_s},
+            {u"open('"_s + repl + u"', 'w').write(str(6 * 7))"_s},
+            {u"exit()"_s},
+            {RunPreview::shellQuoted(file(u"bin/ssh"_s)) + u" box"_s},
+            {u"echo \"$PS1\" > '"_s + inner + u'\''},
+            {u"exit"_s},
+            {historyCommand},
+        };
+        QSignalSpy typed(sessions.get(), &TmuxSessions::stepTyped);
+        QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
+        int asked = 0;
+        bool readyBeforeNext = true, answeredBeforeInner = true;
+        connect(sessions.get(), &TmuxSessions::inputWanted, this, [&](const QString &name) {
+            QCOMPARE(name, u"api: db"_s);
+            ++asked;
+            tmuxOut({u"send-keys"_s, u"-t"_s, u"=api-db:"_s, u"-l"_s, u"s3cret"_s, u";"_s,
+                     u"send-keys"_s, u"-t"_s, u"=api-db:"_s, u"Enter"_s});
+        });
+        connect(sessions.get(), &TmuxSessions::stepTyped, this, [&](const QString &, int index) {
+            if (index == 1) // the wait is typed: what it waits for turns up a moment later
+                QTimer::singleShot(300, this, [&] { writeExecutable(ready, {}); });
+            if (index == 2)
+                readyBeforeNext = QFile::exists(ready);
+            if (index == 7)
+                answeredBeforeInner = asked == 1 && QFile::exists(file(u"password"_s));
+        });
+        QCOMPARE(open(window), u"api-db"_s);
+        QVERIFY2(ended.wait(90000),
+                 qPrintable(tmuxOut({u"capture-pane"_s, u"-p"_s, u"-t"_s, u"=api-db:"_s})));
+        QCOMPARE(ended.first().value(1).value<TypingEnd>(), TypingEnd::done);
+        QCOMPARE(typed.size(), window.steps.size());
+
+        QVERIFY(readyBeforeNext);
+        const QStringList stamps = read(times).split(u'\n');
+        QCOMPARE(stamps.size(), 2);
+        QVERIFY2(stamps[1].toDouble() - stamps[0].toDouble() >= 1.5, qPrintable(stamps.join(u' ')));
+        QCOMPARE(read(repl), u"42"_s);                    // typed into python, not into the shell
+        QVERIFY(answeredBeforeInner);                     // the question was left to the user ...
+        QCOMPARE(read(file(u"password"_s)), u"s3cret"_s); // ... and got only the answer
+        QCOMPARE(read(inner), u"box$"_s);                 // the command ran in the shell behind ssh
+        QCOMPARE(asked, 1);
+        // The window's shell keeps what was typed into it in its history (dash keeps none).
+        if (shell != "dash"_L1) {
+            QTRY_VERIFY_WITH_TIMEOUT(read(history).contains(u"bin/ssh box"_s), 10000);
+            QVERIFY(read(history).contains(u"python3 -q"_s));
+        }
+        QCOMPARE(platform.callsOf(u"alert"_s).size(), 0);
+    }
+
+    // A wait that gives up ends the window's typing; a failing command does with stopOnError; a
+    // session that dies gets one alert naming its window while the other window goes on.
+    void stopsAndDies()
+    {
+        platform.shell = u"/bin/bash"_s;
+        QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
+        const auto endOf = [&](const QString &session) {
+            for (const QList<QVariant> &end : ended) {
+                if (end.value(0).toString() == session)
+                    return end.value(1).value<TypingEnd>();
+            }
+            return TypingEnd(-1);
+        };
+        const QString marker = file(u"after"_s);
+        const TmuxStep after{u"touch '"_s + marker + u'\''};
+        open({u"gives up"_s,
+              {},
+              {{u"sh -c 'echo \"Corvane: gave up waiting for port 1 after 1 s\" >&2; exit 1'"_s, 0,
+                true},
+               after}});
+        open({u"fails"_s, {}, {{u"false"_s}, after}, true});
+        open({u"dies"_s, {}, {{u"sleep 600"_s}, after}});
+        open({u"goes on"_s, {}, {{u"sleep 1"_s}, {u"true"_s}}});
+        QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 2, 30000);
+        QCOMPARE(endOf(u"gives-up"_s), TypingEnd::stopped);
+        QCOMPARE(endOf(u"fails"_s), TypingEnd::stopped);
+        tmuxOut({u"kill-session"_s, u"-t"_s, u"=dies"_s});
+        QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 4, 30000);
+        QCOMPARE(endOf(u"dies"_s), TypingEnd::died);
+        QCOMPARE(endOf(u"goes-on"_s), TypingEnd::done);
+        QCOMPARE(platform.callsOf(u"alert"_s).size(), 1);
+        QVERIFY(platform.callsOf(u"alert"_s).first().values.first().contains(u"“dies”"_s));
+        QVERIFY(!QFile::exists(marker));
+    }
+
+    // Each session in a terminal of its own (script(1) stands in), attached by the attach line:
+    // a closed window's session ends once typed, one detached on purpose stays, and at quit only
+    // the sessions nobody looks at are ended.
+    void sessionsEndWhenTheirWindowIsGone()
+    {
+        if (QStandardPaths::findExecutable(u"script"_s).isEmpty())
+            QSKIP("Needs script(1)");
+        platform.shell = u"/bin/sh"_s;
+        QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
+        QList<QProcess *> terminals;
+        const auto show = [&](const QString &session) {
+            auto *terminal = new QProcess(this);
+            // Its input stays open, as a terminal's would.
+            terminal->start(u"sh"_s, {u"-c"_s, u"sleep 600 | script -qec \"$0\" /dev/null"_s,
+                                      TmuxSessions::attachLine(sessions->client(), session)});
+            terminals.append(terminal);
+            QTRY_VERIFY_WITH_TIMEOUT(tmuxOut({u"display-message"_s, u"-p"_s, u"-t"_s,
+                                              u'=' + session + u':', u"#{session_attached}"_s}) ==
+                                         "1"_L1,
+                                     10000);
+        };
+        const auto sessionsLeft = [&] {
+            return tmuxOut({u"list-sessions"_s, u"-F"_s, u"#{session_name}"_s}).split(u'\n');
+        };
+        open({u"closed"_s, {}, {{u"true"_s}}});
+        open({u"detached"_s, {}, {{u"true"_s}}});
+        open({u"open"_s, {}, {{u"true"_s}}});
+        open({u"still typing"_s, {}, {{u"sleep 600"_s}, {u"true"_s}}});
+        for (const QString &session : {u"closed"_s, u"detached"_s, u"open"_s, u"still-typing"_s})
+            show(session);
+        QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 3, 30000);
+
+        // Closing a window: its client loses its terminal.
+        const auto closeWindow = [&](const QString &session) {
+            const QString pid = tmuxOut(
+                {u"list-clients"_s, u"-t"_s, u'=' + session + u':', u"-F"_s, u"#{client_pid}"_s});
+            QVERIFY(!pid.isEmpty());
+            ::kill(pid.toInt(), SIGHUP);
+        };
+        closeWindow(u"closed"_s);
+        closeWindow(u"still-typing"_s);
+        tmuxOut({u"detach-client"_s, u"-s"_s, u"=detached:"_s});
+        QTRY_COMPARE_WITH_TIMEOUT(
+            sessionsLeft(), (QStringList{u"detached"_s, u"open"_s, u"still-typing"_s}), 10000);
+        sessions->endUnattached(); // Corvane quits
+        QTRY_COMPARE_WITH_TIMEOUT(sessionsLeft(), (QStringList{u"detached"_s, u"open"_s}), 10000);
+        for (QProcess *terminal : terminals) {
+            terminal->kill();
+            terminal->waitForFinished();
+        }
+    }
+
+    // The plan of a run with the choice made: sessions named after the windows and free on the
+    // server, the terminal's recipe attaching to them, waits typed as commands of their own; no
+    // tmux, the alert; a terminal opened by Warp's launch file keeps its packed lines.
+    void thePlanTypesThroughTmux()
+    {
+        FakePlatform fake;
+        fake.install(u"xterm"_s, u"/usr/bin/xterm"_s);
+        fake.shell = u"/bin/bash"_s;
+        AppConfig config{TerminalApp::xterm,
+                         {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
+                          group(u"api: db"_s, {step(u"make"_s, 2)})},
+                         u"tmux"_s};
+        config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
+        config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
+
+        const RunPlan missing = RunPlan::of(config, fake);
+        QVERIFY(missing.tmuxMissing);
+        QVERIFY(RunPreview::of(missing, fake).problem.startsWith(u"tmux isn’t installed."_s));
+
+        fake.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
+        const RunPlan plan = RunPlan::of(config, fake, {u"api-db"_s});
+        QCOMPARE(plan.windows.size(), 2);
+        QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
+        QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
+        QCOMPARE(plan.windows[0].process.arguments.last(),
+                 TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db-2"_s));
+        QCOMPARE(plan.windows[0].process.arguments.mid(0, 4),
+                 (QStringList{u"-T"_s, u"api: db"_s, u"-e"_s, u"/bin/bash"_s}));
+        // The start condition, the command, its wait with the command's delay after it.
+        const QList<TmuxStep> &steps = plan.windows[1].tmuxWindow.steps;
+        QCOMPARE(steps.size(), 3);
+        QVERIFY(steps[0].isWait && steps[0].text.contains(u"/tmp/x"_s));
+        QVERIFY(!steps[1].isWait && steps[1].text == u"make"_s && steps[1].delayAfter == 0);
+        QVERIFY(steps[2].isWait && steps[2].text.contains(u"5432"_s) && steps[2].delayAfter == 2);
+        const QString preview = RunPreview::of(plan, fake).text();
+        QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
+        QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
+
+        config.terminalApp = TerminalApp::warp;
+        fake.install(u"dev.warp.Warp-Stable"_s);
+        QVERIFY(!RunPlan::of(config, fake).windows[0].tmuxSession);
+    }
+};
+
+QTEST_MAIN(TmuxTypingTest)
+#include "tst_tmuxtyping.moc"
