@@ -115,11 +115,11 @@ def case_run(s):
 
 
 def case_outcome(s):
-    """A start with a configuration shows only the tray icon. `run` waits for the outcome: once it has returned, the run is over and the next one is
-    taken at once, while after `--no-wait` the run is still under way; both from a session
-    without a display too. A run that ends with an alert fails with the alert's text. An
-    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
-    that loaded it."""
+    """A start with a configuration shows only the tray icon. `run` waits for the outcome: once
+    it has returned, the run is over and the next one is taken at once, while after `--no-wait`
+    the run is still under way; both from a session without a display too. A run that ends with
+    an alert fails with the alert's text. An unreadable config.json is named, with the parser's
+    reason, by a dry run and by the instance that loaded it."""
     s.start_display(tray=True)
     s.fake_kitty()
     app = s.start_corvane()

@@ -25,12 +25,6 @@ def wait_until(what, predicate, timeout=TIMEOUT):
     return value
 
 
-def foundation_json(value):
-    """config.json's layout: sorted keys, two-space indent, ' : ', '/' escaped, no final newline."""
-    text = json.dumps(value, indent=2, separators=(",", " : "), sort_keys=True, ensure_ascii=False)
-    return text.replace("/", "\\/").encode()
-
-
 class Session:
     def __init__(self, corvane, root):
         self.corvane, self.root, self.procs = corvane, Path(root), []
@@ -40,7 +34,8 @@ class Session:
         # The terminals' windows run login shells: a private HOME and XDG folders keep this
         # user's profile and settings out. Without D-Bus, Qt docks through XEmbed.
         self.env = {key: value for key, value in os.environ.items() if key not in (
-            "DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY", "TERMINAL")}
+            "DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
+            "TERMINAL")}
         self.env.update(HOME=str(self.root / "home"), XDG_RUNTIME_DIR=str(self.root / "run"),
                         LC_ALL="C.UTF-8", PATH=f"{self.bin}:{self.env['PATH']}",
                         **{f"XDG_{d.upper()}_HOME": str(self.root / d)
@@ -113,7 +108,7 @@ class Session:
             {"id": new_id(), "name": name, "commands": [
                 {"id": new_id(), "command": command, "delayAfter": 0} for command in commands]}
             for name, commands in groups]}
-        self.config_path.write_bytes(foundation_json(config))
+        self.config_path.write_text(json.dumps(config))
         return config
 
     def start_corvane(self, *args, env=None):
