@@ -1,6 +1,9 @@
-// One keystroke in a step's command field of the real editor, offscreen: the edit goes into the
-// store, the whole file is saved, every card is brought up to date (rows and the combined-command
-// preview), and the event loop runs the layout work the keystroke queued.
+// The real editor, offscreen, with the real LinuxPlatform and kitty chosen (on Linux each card
+// shows its rows and the combined-command preview below them):
+// - keystroke: one key in a step's command field: the edit goes into the store, the whole file is
+//   saved, every card is brought up to date, and the event loop runs the layout work it queued;
+// - open: from a loaded configuration to an editor shown with its layout done.
+// Both for many windows of 5 steps and for one window of many steps.
 #include "CommandRow.h"
 #include "ConfigStore.h"
 #include "EditorView.h"
@@ -19,14 +22,17 @@ using namespace corvane;
 
 namespace {
 
-constexpr int stepsPerGroup = 5;
+// range(0) groups of range(1) steps.
+AppConfig configOf(const benchmark::State &state)
+{
+    return testing::sizedConfig(int(state.range(0)), int(state.range(1)));
+}
 
 void keystroke(benchmark::State &state)
 {
     QTemporaryDir dir;
     ConfigStore store(dir.path());
-    // kitty combines commands: on Linux each card shows its rows and the preview below them.
-    store.setConfig(testing::sizedConfig(static_cast<int>(state.range(0)), stepsPerGroup));
+    store.setConfig(configOf(state));
     LinuxPlatform platform;
     EditorView editor(store, platform);
     editor.show();
@@ -43,12 +49,37 @@ void keystroke(benchmark::State &state)
         QCoreApplication::processEvents();
         typeLetter = !typeLetter;
     }
-    state.counters["groups"] = double(state.range(0));
+    state.counters["steps"] = double(state.range(0) * state.range(1));
+}
+
+void open(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    ConfigStore store(dir.path());
+    store.setConfig(configOf(state));
+    LinuxPlatform platform;
+    for (auto _ : state) {
+        EditorView editor(store, platform);
+        editor.show();
+        QCoreApplication::processEvents();
+        state.PauseTiming();
+        editor.hide();
+        QCoreApplication::processEvents();
+        state.ResumeTiming();
+    }
+    state.counters["steps"] = double(state.range(0) * state.range(1));
 }
 
 } // namespace
 
-BENCHMARK(keystroke)->Arg(1)->Arg(20)->Arg(200)->Unit(benchmark::kMillisecond);
+BENCHMARK(keystroke)
+    ->Args({1, 5})
+    ->Args({20, 5})
+    ->Args({200, 5})
+    ->Args({1, 1000})
+    ->Args({1, 10000})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(open)->Args({20, 5})->Args({1, 1000})->Args({1, 10000})->Unit(benchmark::kMillisecond);
 
 int main(int argc, char **argv)
 {

@@ -1,13 +1,11 @@
 #include "CommandRow.h"
 
-#include "DelayText.h"
 #include "Icons.h"
 #include "UiKit.h"
+#include "WaitField.h"
 
-#include <QEvent>
 #include <QFontDatabase>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLineEdit>
 #include <QToolButton>
 
@@ -15,7 +13,10 @@ namespace corvane {
 
 CommandRow::CommandRow(const QUuid &stepId, QWidget *parent)
     : QWidget(parent), m_stepId(stepId), m_command(new QLineEdit(this)),
-      m_delayField(new QLineEdit(this)), m_delete(new QToolButton(this))
+      m_wait(new WaitField(WaitField::Plain::seconds, this)),
+      m_up(ui::iconButton(QStringLiteral("stepUp"), QStringLiteral("go-up"), this)),
+      m_down(ui::iconButton(QStringLiteral("stepDown"), QStringLiteral("go-down"), this)),
+      m_delete(new QToolButton(this))
 {
     setObjectName(QStringLiteral("commandRow"));
     auto *layout = new QHBoxLayout(this);
@@ -25,51 +26,41 @@ CommandRow::CommandRow(const QUuid &stepId, QWidget *parent)
     m_command->setObjectName(QStringLiteral("commandField"));
     m_command->setPlaceholderText(QStringLiteral("Command, e.g. ssh mydevbox"));
     m_command->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    layout->addWidget(m_command, 1);
+    layout->addWidget(m_command, 3);
+    m_wait->valueField()->setObjectName(QStringLiteral("delayField"));
+    layout->addWidget(m_wait, 2);
 
-    layout->addWidget(ui::secondaryLabel(QStringLiteral("wait"), ui::TextStyle::caption, this));
-
-    m_delayField->setObjectName(QStringLiteral("delayField"));
-    m_delayField->setPlaceholderText(QStringLiteral("0"));
-    m_delayField->setFixedWidth(44);
-    m_delayField->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    layout->addWidget(m_delayField);
-
-    layout->addWidget(ui::secondaryLabel(QStringLiteral("s"), ui::TextStyle::caption, this));
-
-    auto *up = ui::iconButton(QStringLiteral("stepUp"), QStringLiteral("go-up"), this);
-    auto *down = ui::iconButton(QStringLiteral("stepDown"), QStringLiteral("go-down"), this);
-    up->setToolTip(QStringLiteral("Move Up"));
-    down->setToolTip(QStringLiteral("Move Down"));
+    // The icon buttons stay out of the Tab order (Tab goes from field to field); the keys in
+    // their tooltips reach them from any field of the row.
+    m_up->setToolTip(QStringLiteral("Move Up (Alt+↑)"));
+    m_down->setToolTip(QStringLiteral("Move Down (Alt+↓)"));
     m_delete->setObjectName(QStringLiteral("stepDelete"));
     m_delete->setAutoRaise(true);
     m_delete->setIcon(Icons::get(QStringLiteral("window-close"), QStringLiteral("xmark-circle")));
-    m_delete->setToolTip(QStringLiteral("Delete Command"));
-    layout->addWidget(up);
-    layout->addWidget(down);
-    layout->addWidget(m_delete);
-    m_tabStops = {m_command, m_delayField, up, down, m_delete};
-    ui::chainTabOrder(m_tabStops);
+    m_delete->setToolTip(QStringLiteral("Delete Command (Alt+Delete)"));
+    for (QToolButton *button : {m_up, m_down, m_delete}) {
+        button->setFocusPolicy(Qt::NoFocus);
+        layout->addWidget(button);
+    }
+    // Moved as one block in the window's Tab order, entered at the command.
+    setFocusPolicy(Qt::TabFocus);
+    setFocusProxy(m_command);
 
     connect(m_command, &QLineEdit::textEdited, this, &CommandRow::commandEdited);
-    connect(m_delayField, &QLineEdit::textEdited, this, [this](const QString &text) {
-        // Text that is not a number yet (half typed, or letters) keeps the stored delay.
-        if (const auto seconds = DelayText::parse(text, locale()))
-            Q_EMIT delayEdited(*seconds);
-    });
-    connect(m_delayField, &QLineEdit::editingFinished, this, [this] { showDelay(true); });
-    connect(up, &QToolButton::clicked, this, &CommandRow::moveUpRequested);
-    connect(down, &QToolButton::clicked, this, &CommandRow::moveDownRequested);
+    connect(m_wait, &WaitField::edited, this, &CommandRow::waitEdited);
+    connect(m_up, &QToolButton::clicked, this, &CommandRow::moveUpRequested);
+    connect(m_down, &QToolButton::clicked, this, &CommandRow::moveDownRequested);
     connect(m_delete, &QToolButton::clicked, this, &CommandRow::deleteRequested);
 }
 
-void CommandRow::update(const CommandStep &step, bool canDelete)
+void CommandRow::update(const CommandStep &step, bool canDelete, bool canMoveUp, bool canMoveDown)
 {
     // Only replace text that differs: setText() would move the cursor to the end.
     if (m_command->text() != step.command)
         m_command->setText(step.command);
-    m_delay = step.delayAfter;
-    showDelay(false);
+    m_wait->setWait(step.delayAfter, step.waitFor);
+    m_up->setEnabled(canMoveUp);
+    m_down->setEnabled(canMoveDown);
     m_delete->setEnabled(canDelete);
 }
 
@@ -78,24 +69,22 @@ void CommandRow::focusCommand()
     m_command->setFocus(Qt::OtherFocusReason);
 }
 
-void CommandRow::changeEvent(QEvent *event)
+void CommandRow::moveUp()
 {
-    if (event->type() == QEvent::LocaleChange)
-        showDelay(true);
-    QWidget::changeEvent(event);
+    if (m_up->isEnabled())
+        Q_EMIT moveUpRequested();
 }
 
-void CommandRow::showDelay(bool force)
+void CommandRow::moveDown()
 {
-    // While the user types, "2," or "abc" must stay as typed; it is rewritten when editing ends.
-    if (!force && m_delayField->hasFocus())
-        return;
-    const auto shown = DelayText::parse(m_delayField->text(), locale());
-    if (force || !shown || *shown != m_delay) {
-        const QString text = DelayText::format(m_delay, locale());
-        if (m_delayField->text() != text)
-            m_delayField->setText(text);
-    }
+    if (m_down->isEnabled())
+        Q_EMIT moveDownRequested();
+}
+
+void CommandRow::remove()
+{
+    if (m_delete->isEnabled())
+        Q_EMIT deleteRequested();
 }
 
 } // namespace corvane

@@ -5,11 +5,12 @@
 #include <QUuid>
 #include <QWidget>
 
-class QLabel;
 class QLineEdit;
 class QToolButton;
 
 namespace corvane {
+
+class WaitField;
 
 // One step of a window: its command, the wait after it, and buttons to move or delete it.
 // Shows what it is given and reports edits; the group card applies them.
@@ -21,30 +22,28 @@ public:
     explicit CommandRow(const QUuid &stepId, QWidget *parent = nullptr);
 
     QUuid stepId() const { return m_stepId; }
-    QList<QWidget *> tabStops() const { return m_tabStops; }
     // Brings the fields up to date without disturbing what the user is typing.
-    void update(const CommandStep &step, bool canDelete);
+    void update(const CommandStep &step, bool canDelete, bool canMoveUp, bool canMoveDown);
     void focusCommand();
+    // The keyboard's way to the icon buttons: each acts when its button is enabled.
+    void moveUp();
+    void moveDown();
+    void remove();
 
 Q_SIGNALS:
     void commandEdited(const QString &command);
-    void delayEdited(double seconds);
+    void waitEdited(double seconds, const QJsonValue &condition);
     void moveUpRequested();
     void moveDownRequested();
     void deleteRequested();
 
-protected:
-    void changeEvent(QEvent *event) override;
-
 private:
-    void showDelay(bool force);
-
     QUuid m_stepId;
-    double m_delay = 0;
     QLineEdit *m_command;
-    QLineEdit *m_delayField;
+    WaitField *m_wait;
+    QToolButton *m_up;
+    QToolButton *m_down;
     QToolButton *m_delete;
-    QList<QWidget *> m_tabStops;
 };
 
 } // namespace corvane

@@ -471,11 +471,14 @@ void EditorView::syncCards()
 
     const bool combines = combinesCommands(config.terminalApp);
     const bool canDelete = config.groups.size() >= 2;
-    for (const TabGroup &group : config.groups) {
+    for (qsizetype i = 0; i < config.groups.size(); ++i) {
+        const TabGroup &group = config.groups.at(i);
         std::optional<QString> preview;
         if (combines)
             preview = PackedCommandBuilder::packed(group, m_platform.windowShell());
-        m_cards.value(group.id)->update(group, preview, canDelete);
+        GroupEditor *card = m_cards.value(group.id);
+        card->setMoveLimits(i > 0, i + 1 < config.groups.size());
+        card->update(group, preview, canDelete);
     }
     // After the updates, which may have added step rows inside the cards.
     if (reordered)

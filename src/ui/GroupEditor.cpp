@@ -5,12 +5,18 @@
 #include "ConfigEdits.h"
 #include "ShownTextEdit.h"
 #include "UiKit.h"
+#include "WaitField.h"
 #include "WrappingLabel.h"
 
+#include <QApplication>
+#include <QCheckBox>
+#include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QShortcut>
 #include <QTextBlock>
 #include <QTextLayout>
 #include <QToolButton>
@@ -28,19 +34,36 @@ QVBoxLayout *bodyLayout(QWidget *body)
     return layout;
 }
 
+enum KeyboardAction { moveUp, moveDown, remove };
+
+bool hasMore(const TabGroup &group)
+{
+    return !group.startWhen.isUndefined() || group.directory || group.stopOnError;
+}
+
 } // namespace
 
 GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     : QFrame(parent), m_groupId(groupId), m_name(new QLineEdit(this)),
+      m_up(ui::iconButton(QStringLiteral("groupUp"), QStringLiteral("go-up"), this)),
+      m_down(ui::iconButton(QStringLiteral("groupDown"), QStringLiteral("go-down"), this)),
       m_delete(ui::iconButton(QStringLiteral("groupDelete"), QStringLiteral("edit-delete"), this)),
-      m_stepsBody(new QWidget(this)), m_rowsLayout(new QVBoxLayout),
+      m_stepsBody(new QWidget(this)), m_rowsBox(new QWidget(m_stepsBody)),
+      m_rowsLayout(new QVBoxLayout(m_rowsBox)),
       m_addCommand(ui::accentButton(QStringLiteral("addCommand"), QStringLiteral("Add Command"),
                                     QStringLiteral("list-add"), m_stepsBody)),
+      m_notInUse(ui::secondaryLabel(
+          QStringLiteral("Not in use: the custom command below runs instead of these."),
+          ui::TextStyle::caption, m_stepsBody, true)),
       m_previewBody(new QWidget(this)), m_previewText(new WrappingLabel({}, m_previewBody)),
       m_makeCustom(ui::accentButton(QStringLiteral("editThisCommand"),
                                     QStringLiteral("Edit This Command"),
                                     QStringLiteral("document-edit"), m_previewBody)),
-      m_customBody(new QWidget(this)), m_custom(new QPlainTextEdit(m_customBody))
+      m_customBody(new QWidget(this)), m_custom(new QPlainTextEdit(m_customBody)),
+      m_moreToggle(new QToolButton(this)), m_moreBody(new QWidget(this)),
+      m_startWhen(new WaitField(WaitField::Plain::none, m_moreBody)),
+      m_folder(new QLineEdit(m_moreBody)),
+      m_stopOnError(new QCheckBox(QStringLiteral("Stop at the first failing command"), m_moreBody))
 {
     setObjectName(QStringLiteral("groupCard"));
     setStyleSheet(QStringLiteral("#groupCard { background: palette(base); border: 1px solid %1;"
@@ -51,30 +74,32 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     layout->setContentsMargins(14, 14, 14, 14);
     layout->setSpacing(10);
 
-    // Header: name, then move and delete.
+    // Header: name, then move and delete. The buttons stay out of the Tab order, so that Tab
+    // goes from the name to the first command; the keys in their tooltips reach them.
     auto *header = new QHBoxLayout;
     m_name->setObjectName(QStringLiteral("groupName"));
     m_name->setPlaceholderText(QStringLiteral("Window name"));
     m_name->setMaximumWidth(220);
     header->addWidget(m_name, 1);
     header->addStretch(0);
-    auto *up = ui::iconButton(QStringLiteral("groupUp"), QStringLiteral("go-up"), this);
-    auto *down = ui::iconButton(QStringLiteral("groupDown"), QStringLiteral("go-down"), this);
-    up->setToolTip(QStringLiteral("Move Window Up"));
-    down->setToolTip(QStringLiteral("Move Window Down"));
-    m_delete->setToolTip(QStringLiteral("Delete Window"));
-    header->addWidget(up);
-    header->addWidget(down);
-    header->addWidget(m_delete);
+    m_up->setToolTip(QStringLiteral("Move Window Up (Alt+↑)"));
+    m_down->setToolTip(QStringLiteral("Move Window Down (Alt+↓)"));
+    m_delete->setToolTip(QStringLiteral("Delete Window (Alt+Delete)"));
+    for (QToolButton *button : {m_up, m_down, m_delete}) {
+        button->setFocusPolicy(Qt::NoFocus);
+        header->addWidget(button);
+    }
     layout->addLayout(header);
-    m_headStops = {m_name, up, down, m_delete};
 
     // Steps body: one row per step, then "Add Command".
     auto *steps = bodyLayout(m_stepsBody);
     m_stepsBody->setObjectName(QStringLiteral("stepsBody"));
+    m_notInUse->setObjectName(QStringLiteral("stepsNotInUse"));
+    m_notInUse->hide();
+    steps->addWidget(m_notInUse);
     m_rowsLayout->setContentsMargins(0, 0, 0, 0);
     m_rowsLayout->setSpacing(10);
-    steps->addLayout(m_rowsLayout);
+    steps->addWidget(m_rowsBox);
     steps->addWidget(m_addCommand, 0, Qt::AlignLeft);
     layout->addWidget(m_stepsBody);
 
@@ -108,7 +133,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     m_custom->setObjectName(QStringLiteral("customCommand"));
     m_custom->setPlaceholderText(QStringLiteral("Command"));
     m_custom->setTabChangesFocus(true);
-    m_custom->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_custom->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     ui::applyMonospace(m_custom, ui::TextStyle::callout);
     custom->addWidget(m_custom);
     auto *reset =
@@ -117,10 +142,41 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     custom->addWidget(reset, 0, Qt::AlignLeft);
     layout->addWidget(m_customBody);
 
+    // "More": what a first window rarely needs, out of the way until asked for.
+    m_moreToggle->setObjectName(QStringLiteral("moreToggle"));
+    m_moreToggle->setText(QStringLiteral("More"));
+    m_moreToggle->setCheckable(true);
+    m_moreToggle->setAutoRaise(true);
+    m_moreToggle->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_moreToggle->setArrowType(Qt::RightArrow);
+    m_moreToggle->setToolTip(QStringLiteral("When the window starts, its folder, and what a "
+                                            "failing command does"));
+    ui::applyTextStyle(m_moreToggle, ui::TextStyle::callout);
+    layout->addWidget(m_moreToggle, 0, Qt::AlignLeft);
+    m_moreBody->setObjectName(QStringLiteral("moreBody"));
+    auto *more = new QFormLayout(m_moreBody);
+    more->setContentsMargins(0, 0, 0, 0);
+    more->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    m_startWhen->setObjectName(QStringLiteral("startWhen"));
+    m_startWhen->valueField()->setObjectName(QStringLiteral("startWhenValue"));
+    auto *startRow = new QWidget(m_moreBody);
+    auto *startLayout = new QHBoxLayout(startRow);
+    startLayout->setContentsMargins(0, 0, 0, 0);
+    startLayout->addWidget(m_startWhen, 1);
+    startLayout->addStretch(0);
+    more->addRow(QStringLiteral("Start:"), startRow);
+    m_folder->setObjectName(QStringLiteral("folder"));
+    m_folder->setPlaceholderText(QStringLiteral("~ (your home folder)"));
+    more->addRow(QStringLiteral("Folder:"), m_folder);
+    m_stopOnError->setObjectName(QStringLiteral("stopOnError"));
+    more->addRow(m_stopOnError);
+    m_moreBody->hide();
+    layout->addWidget(m_moreBody);
+
     connect(m_name, &QLineEdit::textEdited, this,
             [this](const QString &name) { editGroup([&](TabGroup &g) { g.name = name; }); });
-    connect(up, &QToolButton::clicked, this, &GroupEditor::moveUpRequested);
-    connect(down, &QToolButton::clicked, this, &GroupEditor::moveDownRequested);
+    connect(m_up, &QToolButton::clicked, this, &GroupEditor::moveUpRequested);
+    connect(m_down, &QToolButton::clicked, this, &GroupEditor::moveDownRequested);
     connect(m_delete, &QToolButton::clicked, this, &GroupEditor::deleteRequested);
     connect(m_addCommand, &QToolButton::clicked, this, [this] {
         editGroup([](TabGroup &g) { edits::addStep(g.commands); });
@@ -131,9 +187,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     connect(m_makeCustom, &QToolButton::clicked, this, [this] {
         const QString preview = m_preview.value_or(QString());
         editGroup([&](TabGroup &g) { g.packedOverride = preview; });
-        // Ready to be edited, which is why it was made.
+        // Ready to be edited, which is why it was made; shown from its start.
         m_custom->setFocus(Qt::OtherFocusReason);
-        m_custom->moveCursor(QTextCursor::End);
+        m_custom->moveCursor(QTextCursor::Start);
     });
     connect(reset, &QToolButton::clicked, this,
             [this] { editGroup([](TabGroup &g) { g.packedOverride.reset(); }); });
@@ -150,9 +206,39 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
         m_customShown = shown;
         editGroup([&](TabGroup &g) { g.packedOverride = text; });
     });
+    connect(m_moreToggle, &QToolButton::toggled, this, [this](bool open) {
+        m_moreToggle->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+        m_moreBody->setVisible(open);
+    });
+    connect(m_startWhen, &WaitField::edited, this, [this](double, const QJsonValue &condition) {
+        editGroup([&](TabGroup &g) { g.startWhen = condition; });
+    });
+    connect(m_folder, &QLineEdit::textEdited, this, [this](const QString &folder) {
+        // An emptied field means the home folder again, as if it had never been set.
+        editGroup([&](TabGroup &g) {
+            g.directory = folder.isEmpty() ? std::nullopt : std::optional<QString>(folder);
+        });
+    });
+    connect(m_stopOnError, &QCheckBox::toggled, this, [this](bool stop) {
+        if (!m_updating)
+            editGroup([&](TabGroup &g) { g.stopOnError = stop; });
+    });
 
-    m_tailStops = {m_addCommand, m_previewText, m_makeCustom, m_custom, reset};
-    ui::chainTabOrder(tabStops());
+    for (const auto &[keys, action] : {std::pair{QKeySequence(Qt::ALT | Qt::Key_Up), moveUp},
+                                       std::pair{QKeySequence(Qt::ALT | Qt::Key_Down), moveDown},
+                                       std::pair{QKeySequence(Qt::ALT | Qt::Key_Delete), remove}}) {
+        auto *shortcut = new QShortcut(keys, this);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this,
+                [this, action = action] { keyboardAction(action); });
+    }
+
+    m_tailStops = {m_addCommand, m_previewText, m_makeCustom, m_custom,     reset,
+                   m_moreToggle, m_startWhen,   m_folder,     m_stopOnError};
+    // Entered at the name; moved in the window's Tab order as one block.
+    setFocusPolicy(Qt::TabFocus);
+    setFocusProxy(m_name);
+    chainTabOrder();
 
     m_previewBody->hide();
     m_customBody->hide();
@@ -170,14 +256,20 @@ void GroupEditor::focusName(bool selectName)
         m_name->selectAll();
 }
 
-QList<QWidget *> GroupEditor::tabStops() const
+bool GroupEditor::moreShown() const
 {
-    return m_headStops + m_rows.tabStops() + m_tailStops;
+    return m_moreToggle->isChecked();
 }
 
 QList<CommandRow *> GroupEditor::commandRows() const
 {
     return m_rows.ordered();
+}
+
+void GroupEditor::setMoveLimits(bool canMoveUp, bool canMoveDown)
+{
+    m_up->setEnabled(canMoveUp);
+    m_down->setEnabled(canMoveDown);
 }
 
 void GroupEditor::update(const TabGroup &group, const std::optional<QString> &packedPreview,
@@ -199,6 +291,11 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
     const bool showSteps = m_state == State::steps || m_stepsAlwaysShown;
     if (showSteps)
         syncRows();
+    // Shown, but ignored by the run: the custom command replaces them.
+    const bool inUse = m_state != State::custom;
+    m_notInUse->setVisible(!inUse);
+    m_rowsBox->setEnabled(inUse);
+    m_addCommand->setEnabled(inUse);
     switch (m_state) {
     case State::steps:
         break;
@@ -217,8 +314,24 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
     }
     m_stepsBody->setVisible(showSteps);
     m_previewBody->setVisible(m_state == State::preview);
+    const bool customOpens = m_state == State::custom && m_customBody->isHidden();
     m_customBody->setVisible(m_state == State::custom);
+    if (customOpens && !m_custom->hasFocus())
+        m_custom->verticalScrollBar()->setValue(0);
+    syncMore();
     m_updating = false;
+}
+
+void GroupEditor::syncMore()
+{
+    // Opens by itself for a window that uses any of it; closes only when asked.
+    if (hasMore(m_group) && !m_moreToggle->isChecked())
+        m_moreToggle->setChecked(true);
+    m_startWhen->setWait(0, m_group.startWhen);
+    const QString folder = m_group.directory.value_or(QString());
+    if (m_folder->text() != folder)
+        m_folder->setText(folder);
+    m_stopOnError->setChecked(m_group.stopOnError);
 }
 
 void GroupEditor::editGroup(const std::function<void(TabGroup &)> &edit)
@@ -231,20 +344,69 @@ void GroupEditor::editGroup(const std::function<void(TabGroup &)> &edit)
 
 void GroupEditor::syncRows()
 {
+    const QList<CommandStep> &steps = m_group.commands;
     QList<QUuid> order;
-    for (const CommandStep &step : m_group.commands)
+    order.reserve(steps.size());
+    for (const CommandStep &step : steps)
         order.append(step.id);
-    if (m_rows.sync(order, m_rowsLayout, [this](const QUuid &id) { return makeRow(id); }))
-        ui::chainTabOrder(tabStops());
+    const bool reordered =
+        m_rows.sync(order, m_rowsLayout, [this](const QUuid &id) { return makeRow(id); });
 
-    const bool canDelete = m_group.commands.size() >= 2;
-    for (const CommandStep &step : m_group.commands)
-        m_rows.value(step.id)->update(step, canDelete);
+    // With the same order, only the rows whose step changed (the one being typed in) are
+    // touched; which buttons are enabled depends on the order alone.
+    const bool canDelete = steps.size() >= 2;
+    const QList<CommandRow *> rows = m_rows.ordered();
+    for (qsizetype i = 0; i < steps.size(); ++i) {
+        if (reordered || i >= m_shownSteps.size() || steps.at(i) != m_shownSteps.at(i))
+            rows.at(i)->update(steps.at(i), canDelete, i > 0, i + 1 < steps.size());
+    }
+    m_shownSteps = steps;
+    if (reordered)
+        chainTabOrder();
+}
+
+void GroupEditor::chainTabOrder()
+{
+    // Tab goes name, commands (each row as one block), then the rest. Rows made after the card
+    // join the end of the window's chain. QWidget::setTabOrder is quick when the widget joins
+    // the very end of the chain, but walks the widgets that follow the insertion point
+    // otherwise: chaining thousands of rows in place costs minutes. So the card's chain is
+    // built at the end, and then moved back as one block.
+    QWidget *const window = this->window();
+    const auto lastFocusable = [window]() -> QWidget * {
+        for (QWidget *w = window->previousInFocusChain(); w != window;
+             w = w->previousInFocusChain()) {
+            if (w->focusPolicy() != Qt::NoFocus)
+                return w;
+        }
+        return nullptr;
+    };
+    QWidget *anchor = nullptr;
+    if (window != this) {
+        for (QWidget *w = previousInFocusChain(); w != window; w = w->previousInFocusChain()) {
+            if (w != this && w->focusPolicy() != Qt::NoFocus && !isAncestorOf(w)) {
+                anchor = w;
+                break;
+            }
+        }
+    }
+    QList<QWidget *> order{this, m_name};
+    for (CommandRow *row : m_rows.ordered())
+        order.append(row);
+    order += m_tailStops;
+    for (QWidget *w : std::as_const(order)) {
+        QWidget *last = lastFocusable();
+        if (!last || last == w || (w == this && isAncestorOf(last)))
+            continue;
+        QWidget::setTabOrder(last, w);
+    }
+    if (anchor)
+        QWidget::setTabOrder(anchor, this);
 }
 
 CommandRow *GroupEditor::makeRow(const QUuid &stepId)
 {
-    auto *row = new CommandRow(stepId, m_stepsBody);
+    auto *row = new CommandRow(stepId, m_rowsBox);
     const auto editStep = [this, stepId](const std::function<void(CommandStep &)> &edit) {
         editGroup([&](TabGroup &g) {
             for (CommandStep &step : g.commands) {
@@ -256,9 +418,13 @@ CommandRow *GroupEditor::makeRow(const QUuid &stepId)
     connect(row, &CommandRow::commandEdited, this, [editStep](const QString &command) {
         editStep([&](CommandStep &step) { step.command = command; });
     });
-    connect(row, &CommandRow::delayEdited, this, [editStep](double seconds) {
-        editStep([&](CommandStep &step) { step.delayAfter = seconds; });
-    });
+    connect(row, &CommandRow::waitEdited, this,
+            [editStep](double seconds, const QJsonValue &condition) {
+                editStep([&](CommandStep &step) {
+                    step.delayAfter = seconds;
+                    step.waitFor = condition;
+                });
+            });
     connect(row, &CommandRow::moveUpRequested, this, [this, stepId] {
         editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, -1); });
     });
@@ -266,9 +432,38 @@ CommandRow *GroupEditor::makeRow(const QUuid &stepId)
         editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, +1); });
     });
     connect(row, &CommandRow::deleteRequested, this, [this, stepId] {
+        // The focus goes to a neighbour rather than wherever the chain leads.
+        const QList<CommandRow *> rows = m_rows.ordered();
+        const qsizetype at = rows.indexOf(m_rows.value(stepId));
+        const bool hadFocus = m_rows.value(stepId)->isAncestorOf(QApplication::focusWidget());
         editGroup([&](TabGroup &g) { edits::removeStep(g.commands, stepId); });
+        if (const QList<CommandRow *> left = m_rows.ordered(); hadFocus && !left.isEmpty())
+            left.at(std::min(at, left.size() - 1))->focusCommand();
     });
     return row;
+}
+
+void GroupEditor::keyboardAction(int action)
+{
+    for (QWidget *w = QApplication::focusWidget(); w && w != this; w = w->parentWidget()) {
+        if (auto *row = qobject_cast<CommandRow *>(w)) {
+            switch (action) {
+            case moveUp:
+                row->moveUp();
+                break;
+            case moveDown:
+                row->moveDown();
+                break;
+            default:
+                row->remove();
+                break;
+            }
+            return;
+        }
+    }
+    QToolButton *button = action == moveUp ? m_up : action == moveDown ? m_down : m_delete;
+    if (button->isEnabled())
+        button->click();
 }
 
 void GroupEditor::fitCustomHeight()

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -17,6 +18,7 @@ class QVBoxLayout;
 namespace corvane {
 
 class CommandRow;
+class WaitField;
 
 // The card of one window: its name, move and delete buttons, and one of three bodies: the
 // line-by-line steps, the preview of the combined command, or the user's custom command.
@@ -36,11 +38,17 @@ public:
     // Takes effect at the next update().
     void setStepsAlwaysShown(bool shown);
     // `packedPreview` is present only while the chosen terminal combines commands.
+    // Cheap when little changed: only rows whose step changed are touched, and every widget
+    // whose element still exists keeps its focus and cursor.
     void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
+    // Whether the window can move up or down (it is not the first, or the last).
+    void setMoveLimits(bool canMoveUp, bool canMoveDown);
 
     // With `selectName`, typing replaces the name (a new window's made-up one).
     void focusName(bool selectName = false);
-    QList<QWidget *> tabStops() const;
+    // The card moves in the Tab order as one block, entered at its name.
+    QList<QWidget *> tabStops() { return {this}; }
+    bool moreShown() const;
 
     // The step rows in the order shown.
     QList<CommandRow *> commandRows() const;
@@ -55,8 +63,12 @@ Q_SIGNALS:
 private:
     void editGroup(const std::function<void(TabGroup &)> &edit);
     void syncRows();
+    void syncMore();
+    void chainTabOrder();
     CommandRow *makeRow(const QUuid &stepId);
     void fitCustomHeight();
+    // Alt+↑, Alt+↓, Alt+Delete: the command whose row has the focus, else the window.
+    void keyboardAction(int action);
 
     QUuid m_groupId;
     TabGroup m_group;
@@ -66,12 +78,18 @@ private:
     bool m_stepsAlwaysShown = false;
 
     QLineEdit *m_name;
+    QToolButton *m_up;
+    QToolButton *m_down;
     QToolButton *m_delete;
 
     QWidget *m_stepsBody;
+    QWidget *m_rowsBox;
     QVBoxLayout *m_rowsLayout;
     QToolButton *m_addCommand;
+    QLabel *m_notInUse;
     KeyedWidgets<CommandRow> m_rows;
+    // The steps the rows were last given, in order.
+    QList<CommandStep> m_shownSteps;
 
     QWidget *m_previewBody;
     QLabel *m_previewText;
@@ -83,8 +101,13 @@ private:
     QString m_customText;
     QString m_customShown;
 
-    // The tab stops before and after the step rows.
-    QList<QWidget *> m_headStops;
+    QToolButton *m_moreToggle;
+    QWidget *m_moreBody;
+    WaitField *m_startWhen;
+    QLineEdit *m_folder;
+    QCheckBox *m_stopOnError;
+
+    // The tab stops after the step rows.
     QList<QWidget *> m_tailStops;
 };
 

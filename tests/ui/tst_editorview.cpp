@@ -417,6 +417,7 @@ private Q_SLOTS:
         QCOMPARE(child<QLabel>(f.card(1), u"previewText"_s)->text(), u"(no commands yet)"_s);
         QVERIFY(!child(f.card(1), u"editThisCommand"_s)->isEnabled());
 
+        QCoreApplication::sendPostedEvents(); // lays the card out again: it just changed body
         click(card, u"editThisCommand"_s);
         QCOMPARE(card->state(), GroupEditor::State::custom);
         QCOMPARE(override(), packed);
