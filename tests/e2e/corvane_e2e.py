@@ -69,12 +69,11 @@ def case_new_user_xterm(s):
     first, second = (f"echo {word} >> {marker}" for word in ("one", "two"))
     # By keyboard, as the editor opens with the window's name focused: keys, text, then saved.
     for keys, text, commands in (
-            # Past the window's move buttons (its delete is disabled: the only window).
-            (["Tab"] * 3, first, [(first, 0)]),
-            (["Tab", "ctrl+a"], "1", [(first, 1)]),  # the delay after it
-            # Past the step's move buttons (delete disabled too) to Add Command, which leaves the
-            # cursor in the new row's command.
-            (["Tab"] * 3 + ["space"], second, [(first, 1), (second, 0)])):
+            (["Tab"], first, [(first, 0)]),  # to the first command
+            (["Tab", "Tab", "ctrl+a"], "1", [(first, 1)]),  # past "wait ▾" to the seconds
+            # The step's icon buttons are out of the Tab order: next comes Add Command, which
+            # leaves the cursor in the new row's command.
+            (["Tab", "space"], second, [(first, 1), (second, 0)])):
         s.xdotool("key", "--window", editor, *keys)
         s.xdotool("type", "--window", editor, text)
         wait_until(f"{commands} in config.json", lambda: saved() == ("xterm", commands))
