@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QLocalSocket>
 #include <QProcess>
-#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -21,15 +20,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Runs python3 as `user` (root when empty) with `script` and its arguments.
-QProcess *python(const QString &user, const QString &script, const QStringList &arguments)
+std::unique_ptr<QProcess> python(const QString &user, const QString &script,
+                                 const QStringList &arguments)
 {
-    auto *process = new QProcess;
-    QStringList argv{u"-c"_s, script};
-    argv += arguments;
-    if (user.isEmpty())
-        process->start(u"python3"_s, argv);
-    else
-        process->start(u"runuser"_s, QStringList{u"-u"_s, user, u"--"_s, u"python3"_s} + argv);
+    auto process = std::make_unique<QProcess>();
+    const QStringList asUser{u"-u"_s, user, u"--"_s, u"python3"_s};
+    process->start(user.isEmpty() ? u"python3"_s : u"runuser"_s,
+                   (user.isEmpty() ? QStringList() : asUser) + QStringList{u"-c"_s, script} +
+                       arguments);
     return process;
 }
 
@@ -83,10 +81,9 @@ private Q_SLOTS:
     void init()
     {
         // The socket lives in the runtime directory; keep it away from the user's own Corvane.
-        QVERIFY(QFile::setPermissions(runtime.path(), QFileDevice::ReadOwner |
-                                                          QFileDevice::WriteOwner |
-                                                          QFileDevice::ExeOwner));
+        QCOMPARE(chmod(QFile::encodeName(runtime.path()).constData(), 0700), 0);
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+        qunsetenv("TMPDIR");
     }
 
     // A reason stays on its line, and whatever answers never gets a control character onto the
@@ -161,10 +158,6 @@ private Q_SLOTS:
             QSKIP("another user's folder needs root to make");
         QTemporaryDir shared, scope;
         QCOMPARE(chmod(QFile::encodeName(shared.path()).constData(), 01777), 0);
-        const auto environment = qScopeGuard([&] {
-            qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
-            qunsetenv("TMPDIR");
-        });
         qputenv("TMPDIR", QFile::encodeName(shared.path()));
         const QString other = shared.filePath(u"run"_s);
         if (runtimeOwner.isEmpty()) {
@@ -184,8 +177,7 @@ private Q_SLOTS:
                            own + name, shared.filePath(u"runtime-root/"_s) + name};
         if (runtimeOwner == u"nobody"_s)
             places += other + u'/' + name;
-        std::unique_ptr<QProcess> attacker(
-            python(u"nobody"_s, QString::fromUtf8(listener), places));
+        const auto attacker = python(u"nobody"_s, QString::fromUtf8(listener), places);
         QVERIFY(attacker->waitForReadyRead(10000));
 
         SingleInstance instance(scope.path());
@@ -193,8 +185,6 @@ private Q_SLOTS:
         attacker->waitForReadyRead(500);
         QCOMPARE(attacker->readAll(), QByteArray("listening\n")); // nobody called on them
         QVERIFY(instance.problem().value_or(QString()).contains(own.chopped(1)));
-        attacker->kill();
-        attacker->waitForFinished();
     }
 
     // The other end must be the same user, even where only the user could have put a socket.
@@ -203,14 +193,11 @@ private Q_SLOTS:
         if (getuid() != 0)
             QSKIP("listening as another user needs root");
         QTemporaryDir scope;
-        std::unique_ptr<QProcess> stranger(
-            python({}, QString::fromUtf8(listener),
-                   {u"65534"_s, runtime.filePath(socketName(scope.path()))}));
+        const auto stranger = python({}, QString::fromUtf8(listener),
+                                     {u"65534"_s, runtime.filePath(socketName(scope.path()))});
         QVERIFY(stranger->waitForReadyRead(10000));
         const auto reply = SingleInstance(scope.path()).handOver(Request::edit);
         QVERIFY(reply && !reply->ok && reply->reason.startsWith(u"Something that is not your"_s));
-        stranger->kill();
-        stranger->waitForFinished();
     }
 
     // A flood of connections while the process is short of file descriptors: it goes on
@@ -223,7 +210,7 @@ private Q_SLOTS:
         running.setHandler([](Request, const SingleInstance::Answer &answer) { answer({}); });
         // Connects many times and says nothing, so that each connection the instance takes holds
         // a descriptor; once the instance has dropped some, lets go of them all.
-        std::unique_ptr<QProcess> flood(python({}, uR"(
+        const auto flood = python({}, uR"(
 import select, socket, sys
 held = []
 for _ in range(60):
@@ -233,7 +220,7 @@ for _ in range(60):
 dropped, _, _ = select.select(held, [], [], 30)
 print(len(dropped), flush=True)
 )"_s,
-                                               {runtime.filePath(socketName(scope.path()))}));
+                                  {runtime.filePath(socketName(scope.path()))});
         QVERIFY(flood->waitForStarted());
         rlimit limits{};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &limits), 0);

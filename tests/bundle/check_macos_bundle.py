@@ -1,14 +1,7 @@
 #!/usr/bin/env python3
 """Checks Corvane.app's Info.plist, its entitlements and the script that deploys and signs it."""
 
-import argparse
-import os
-import plistlib
-import re
-import subprocess
-import sys
-import tempfile
-import unittest
+import argparse, os, plistlib, re, subprocess, sys, tempfile, unittest
 from pathlib import Path
 
 # A stand-in for macdeployqt and codesign: one line per call, its name and arguments separated
@@ -24,20 +17,13 @@ class BundleFiles(unittest.TestCase):
     def test_info_plist(self):
         plist = plistlib.loads(Path(ARGS.plist).read_bytes())
         # Types count: a string "true" is no flag at all, and Corvane would get a Dock icon.
-        for key, expected in [
-            ("CFBundleIdentifier", ARGS.identifier),
-            ("CFBundleExecutable", ARGS.executable),
-            ("CFBundleIconFile", ARGS.icon),
-            ("CFBundleShortVersionString", ARGS.version),
-            ("CFBundleVersion", ARGS.version),
-            ("LSMinimumSystemVersion", ARGS.minimum_system),
-            ("CFBundlePackageType", "APPL"),
-            ("LSUIElement", True),
-            ("NSHighResolutionCapable", True),
-        ]:
-            with self.subTest(key=key):
-                value = plist.get(key)
-                self.assertEqual((type(value), value), (type(expected), expected))
+        expected = {"CFBundleIdentifier": ARGS.identifier, "CFBundleExecutable": ARGS.executable,
+                    "CFBundleIconFile": ARGS.icon, "CFBundleShortVersionString": ARGS.version,
+                    "CFBundleVersion": ARGS.version, "LSMinimumSystemVersion": ARGS.minimum_system,
+                    "CFBundlePackageType": "APPL", "LSUIElement": True,
+                    "NSHighResolutionCapable": True}
+        typed = lambda d: {key: (type(d.get(key)), d.get(key)) for key in expected}
+        self.assertEqual(typed(plist), typed(expected))
         # Without it macOS refuses every Apple event with -1743 and never asks the user.
         self.assertRegex(plist.get("NSAppleEventsUsageDescription", ""), "Terminal.*iTerm2")
 

@@ -14,42 +14,34 @@ out="{records}/.$$"
 printf '%s\\0' "$0" "$@" > "$out"
 mv "$out" "{records}/start.$$"
 """
+TWO_WINDOWS = [("one", ["echo one"]), ("two", ["echo two"])]
 
 
-def wait_until(what, predicate):
-    deadline = time.monotonic() + TIMEOUT
+def wait_until(what, predicate, timeout=TIMEOUT):
+    deadline = time.monotonic() + timeout
     while not (value := predicate()):
         assert time.monotonic() < deadline, f"timed out waiting for {what}"
         time.sleep(0.05)
     return value
 
 
-def foundation_json(value):
-    """config.json's layout: sorted keys, two-space indent, ' : ', '/' escaped, no final newline."""
-    text = json.dumps(value, indent=2, separators=(",", " : "), sort_keys=True, ensure_ascii=False)
-    return text.replace("/", "\\/").encode()
-
-
 class Session:
     def __init__(self, corvane, root):
         self.corvane, self.root, self.procs = corvane, Path(root), []
         # A space in the terminals' folder: a dry run must quote their paths.
-        self.bin = self.root / "my bin"
+        self.bin, self.records = self.root / "my bin", self.root / "records"
+        self.config_path = self.root / "config/Corvane/config.json"
+        # The terminals' windows run login shells: a private HOME and XDG folders keep this
+        # user's profile and settings out. Without D-Bus, Qt docks through XEmbed.
+        self.env = {key: value for key, value in os.environ.items() if key not in (
+            "DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
+            "TERMINAL")}
+        self.env.update(HOME=str(self.root / "home"), XDG_RUNTIME_DIR=str(self.root / "run"),
+                        LC_ALL="C.UTF-8", PATH=f"{self.bin}:{self.env['PATH']}",
+                        **{f"XDG_{d.upper()}_HOME": str(self.root / d)
+                           for d in ("config", "data", "cache", "state")})
         for d in ("config/Corvane", "run", "my bin", "home", "records", "data", "cache", "state"):
             (self.root / d).mkdir(mode=0o700, parents=True)
-        self.env = dict(os.environ)
-        for key in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
-                    "TERMINAL"):
-            self.env.pop(key, None)  # without D-Bus, Qt docks through XEmbed
-        # The terminals' windows run login shells: a private HOME and XDG folders keep this
-        # user's profile and settings out.
-        self.env.update(XDG_CONFIG_HOME=str(self.root / "config"), HOME=str(self.root / "home"),
-                        XDG_RUNTIME_DIR=str(self.root / "run"), XDG_DATA_HOME=str(self.root / "data"),
-                        XDG_CACHE_HOME=str(self.root / "cache"),
-                        XDG_STATE_HOME=str(self.root / "state"), LC_ALL="C.UTF-8",
-                        PATH=f"{self.bin}:{self.env['PATH']}")
-        self.records = self.root / "records"
-        self.config_path = self.root / "config/Corvane/config.json"
         self.log = open(self.root / "corvane.log", "w")
 
     def without_display(self):
@@ -62,25 +54,27 @@ class Session:
         return self.procs[-1]
 
     def stop_all(self):
-        # Real terminals were started by corvane: stop them by the PIDs that their wrappers noted.
-        # Corvane reaps them; stopped before it has, they would stay zombies of a PID 1 that may
-        # never reap them.
-        terminals = [int(pid) for pids in self.root.glob("*.pids")
-                     for pid in pids.read_bytes().split()]
+        # Real terminals were started by corvane: stop them first, by the PIDs that their
+        # wrappers noted, so that Corvane reaps them (else they stay zombies of a PID 1 that may
+        # never reap them).
+        terminals = [int(pid) for f in self.root.glob("*.pids") for pid in f.read_bytes().split()]
         for pid in terminals:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGTERM)
-        deadline = time.monotonic() + 5
-        while time.monotonic() < deadline and any(Path(f"/proc/{p}").exists() for p in terminals):
-            time.sleep(0.05)
+        with contextlib.suppress(AssertionError):
+            wait_until("the terminals to end",
+                       lambda: not any(Path(f"/proc/{p}").exists() for p in terminals), 5)
         for proc in reversed(self.procs):
-            with contextlib.suppress(ProcessLookupError):
-                proc.send_signal(signal.SIGTERM)
-        for proc in self.procs:
-            with contextlib.suppress(subprocess.TimeoutExpired):
-                proc.wait(5)
-            proc.kill()
-            proc.wait()
+            self.stop(proc)
+
+    def stop(self, proc):
+        """SIGTERM, then SIGKILL after 5 s."""
+        with contextlib.suppress(ProcessLookupError):
+            proc.send_signal(signal.SIGTERM)
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            proc.wait(5)
+        proc.kill()
+        return proc.wait()
 
     def start_display(self, tray):
         """Xvfb on a free display, and trayer as an XEmbed tray when `tray`."""
@@ -91,17 +85,21 @@ class Session:
             self.spawn(["trayer"], stderr=subprocess.DEVNULL)
             self.xdotool("search", "--sync", "--classname", "^trayer$")
 
-    def fake_terminal(self, name):
+    def fake_terminal(self, name, text=None):
+        """NAME records its starts (RECORDER), or runs TEXT."""
         path = self.bin / name
-        path.write_text(RECORDER.format(records=self.records))
+        path.write_text(text or RECORDER.format(records=self.records))
         path.chmod(0o755)
 
     def terminal_wrapper(self, name, argv):
         """NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
-        wrapper = self.bin / name
-        wrapper.write_text(f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
-                           f"exec {' '.join(argv)} \"$@\"\n")
-        wrapper.chmod(0o755)
+        self.fake_terminal(name, f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
+                                 f"exec {' '.join(argv)} \"$@\"\n")
+
+    def fake_kitty(self, groups=TWO_WINDOWS):
+        """A recording kitty, and a configuration that uses it."""
+        self.fake_terminal("kitty")
+        return self.write_config("kitty", groups)
 
     def write_config(self, terminal, groups):
         """groups: (name, [command, ...]) pairs; every delay 0. Returns what was written."""
@@ -110,7 +108,7 @@ class Session:
             {"id": new_id(), "name": name, "commands": [
                 {"id": new_id(), "command": command, "delayAfter": 0} for command in commands]}
             for name, commands in groups]}
-        self.config_path.write_bytes(foundation_json(config))
+        self.config_path.write_text(json.dumps(config))
         return config
 
     def start_corvane(self, *args, env=None):
@@ -118,10 +116,10 @@ class Session:
         return self.spawn([self.corvane, *args], env=env or self.env, stdout=self.log,
                           stderr=subprocess.STDOUT)
 
-    def corvane_cli(self, *args, env=None):
+    def corvane_cli(self, *args, env=None, cwd=None):
         """corvane as a command that is expected to end, e.g. a hand-over to the instance."""
         return subprocess.run([self.corvane, *args], env=env or self.env, capture_output=True,
-                              text=True, timeout=TIMEOUT)
+                              text=True, timeout=TIMEOUT, cwd=cwd)
 
     def logged(self):
         self.log.flush()

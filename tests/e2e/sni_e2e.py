@@ -3,7 +3,7 @@
 against a StatusNotifierWatcher written here, on a private D-Bus session bus.
 sni_e2e.py CORVANE_BINARY CASE. Needs Debian's python3-dbus and python3-gi."""
 
-import subprocess, time
+import subprocess
 
 import dbus, dbus.service
 from dbus.mainloop.glib import DBusGMainLoop
@@ -41,15 +41,12 @@ class Watcher(dbus.service.Object):
 
 
 def serve_until(what, predicate):
-    """Runs the bus's main loop (so that the watcher answers) until `predicate` holds."""
-    loop, deadline = GLib.MainLoop(), time.monotonic() + harness.TIMEOUT
-    def check():
-        if predicate() or time.monotonic() > deadline:
-            loop.quit()
-        return True
-    GLib.timeout_add(50, check)
-    loop.run()
-    assert predicate(), f"timed out waiting for {what}"
+    """Serves the bus (so that the watcher answers) until `predicate` holds."""
+    def served():
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return predicate()
+    wait_until(what, served)
 
 
 def menu_entries(menu):
@@ -68,8 +65,7 @@ def case_menu(s):
     address = bus_daemon.stdout.readline().strip()
     s.env["DBUS_SESSION_BUS_ADDRESS"] = address
     s.start_display(tray=False)  # no XEmbed tray: only the StatusNotifierItem host
-    s.fake_terminal("kitty")
-    s.write_config("kitty", [("one", ["echo one"]), ("two", ["echo two"])])
+    s.fake_kitty()
 
     DBusGMainLoop(set_as_default=True)
     bus = dbus.bus.BusConnection(address)

@@ -33,7 +33,6 @@ public:
     QHash<QString, QString> programs;         // programPath(): name -> path
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
     bool typesIntoTerminals = true;           // macOS unless a test says otherwise
-    bool templateTrayIcon = false;            // trayIconIsTemplate()
     QStringList preferred;                    // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
     std::function<void()> onAlert;            // runs while the alert is "on screen"
@@ -47,16 +46,15 @@ public:
     }
     QList<Call> callsOf(const QString &kind) const
     {
-        QList<Call> result;
-        std::copy_if(calls.begin(), calls.end(), std::back_inserter(result),
-                     [&](const Call &call) { return call.kind == kind; });
+        QList<Call> result = calls;
+        result.removeIf([&](const Call &call) { return call.kind != kind; });
         return result;
     }
 
     QString applicationSupportDirectory() const override { return supportDirectory; }
     std::optional<QString> applicationLocation(const QString &id) const override
     {
-        return installed.contains(id) ? std::optional(installed.value(id)) : std::nullopt;
+        return installed.contains(id) ? std::optional(installed[id]) : std::nullopt;
     }
     std::optional<QString> bundledExecutable(const QString &id, const QString &name) const override
     {
@@ -77,7 +75,7 @@ public:
     std::optional<ProcessEnd> endOfLastStarted() override { return std::nullopt; }
     bool canTypeIntoTerminals() const override { return typesIntoTerminals; }
     QStringList preferredTerminals() const override { return preferred; }
-    bool trayIconIsTemplate() const override { return templateTrayIcon; }
+    bool trayIconIsTemplate() const override { return false; }
     void openUrl(const QUrl &url) override
     {
         calls.append({u"openUrl"_s, {url.toString(QUrl::FullyEncoded)}});
