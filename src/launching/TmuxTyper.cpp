@@ -123,6 +123,12 @@ TmuxTyper::TmuxTyper(const TmuxClient &tmux, Sleeper &sleeper, TmuxWindow window
 
 TmuxTyper::~TmuxTyper()
 {
+    // A typing paused here would otherwise stay suspended for good, its frames never freed: let
+    // it see that this typer is going and end now, while the members it touches still exist.
+    m_dying = true;
+    m_pause.stop();
+    if (auto waiting = std::exchange(m_waiting, {}))
+        waiting.resume();
     m_listener.kill();
     m_listener.waitForFinished(1000); // killed: this only reaps it
 }
@@ -240,7 +246,7 @@ QCoro::Task<TmuxTyper::Readiness> TmuxTyper::untilReady(const QString &screenBef
                                                           : 1000ms;
         if (!m_promptSeen)
             co_await Pause{this, pause};
-        if (!self)
+        if (!self || m_dying)
             co_return Readiness{true};
     }
 }

@@ -100,6 +100,7 @@ private:
     std::coroutine_handle<> m_waiting;
     bool m_promptSeen = false;
     bool m_typing = true;
+    bool m_dying = false; // in the destructor: a resumed typing ends at once
 };
 
 } // namespace corvane

@@ -171,7 +171,10 @@ private Q_SLOTS:
 
         // Xvfb picks a free display and writes its number to the descriptor named: stdout.
         xvfb.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s,
-                               u"-nolisten"_s, u"tcp"_s});
+                               u"-nolisten"_s, u"tcp"_s,
+                               // The row's last client going must not reset the server (and
+                               // the root window's properties that the window count relies on).
+                               u"-noreset"_s});
         QTRY_VERIFY_WITH_TIMEOUT(xvfb.canReadLine(), 20000);
         qputenv("DISPLAY", ":" + xvfb.readLine().trimmed());
         rootWindows = windows();
