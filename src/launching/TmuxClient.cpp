@@ -18,9 +18,23 @@ ProcessCommand TmuxClient::command(const QStringList &arguments) const
     return {m_program, QStringList{u"-L"_s, m_server} + arguments};
 }
 
+namespace {
+int underWay = 0; // the event loop's thread only
+} // namespace
+
+int TmuxClient::runsUnderWay()
+{
+    return underWay;
+}
+
 QCoro::Task<TmuxReply> TmuxClient::run(QStringList arguments,
                                        std::chrono::milliseconds timeout) const
 {
+    struct Counted {
+        Counted() { ++underWay; }
+        ~Counted() { --underWay; }
+        Q_DISABLE_COPY_MOVE(Counted)
+    } const counted;
     const ProcessCommand what = command(arguments);
     QProcess process;
     process.setProgram(what.program);

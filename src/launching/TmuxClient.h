@@ -33,6 +33,9 @@ public:
     // Runs them; a client that has not answered within `timeout` counts as failed.
     QCoro::Task<TmuxReply> run(QStringList arguments,
                                std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+    // How many runs are waiting for their tmux client now, in this process. A typing whose owner
+    // has gone still finishes the run it is in; tests wait for that before they end.
+    static int runsUnderWay();
 
 private:
     QString m_program;

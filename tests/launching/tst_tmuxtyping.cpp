@@ -112,6 +112,9 @@ PS1="$1\$ " exec sh -i
     void cleanup()
     {
         sessions.reset();
+        // A typing cut short here still finishes the tmux call it is in; ending the test first
+        // would leave that coroutine suspended for good.
+        QTRY_COMPARE_WITH_TIMEOUT(TmuxClient::runsUnderWay(), 0, 15000);
         tmuxOut({u"kill-server"_s});
     }
 
