@@ -37,7 +37,7 @@ void keystroke(benchmark::State &state)
     EditorView editor(store, platform);
     editor.show();
     QCoreApplication::processEvents();
-    auto *field = editor.groupEditors().first()->commandRows().first()->findChild<QLineEdit *>(
+    auto *field = editor.groupEditors().first()->commandRow(0)->findChild<QLineEdit *>(
         QStringLiteral("commandField"));
     field->setFocus();
     field->end(false);

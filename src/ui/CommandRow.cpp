@@ -42,9 +42,6 @@ CommandRow::CommandRow(const QUuid &stepId, QWidget *parent)
         button->setFocusPolicy(Qt::NoFocus);
         layout->addWidget(button);
     }
-    // Moved as one block in the window's Tab order, entered at the command.
-    setFocusPolicy(Qt::TabFocus);
-    setFocusProxy(m_command);
 
     connect(m_command, &QLineEdit::textEdited, this, &CommandRow::commandEdited);
     connect(m_wait, &WaitField::edited, this, &CommandRow::waitEdited);
@@ -67,6 +64,11 @@ void CommandRow::update(const CommandStep &step, bool canDelete, bool canMoveUp,
 void CommandRow::focusCommand()
 {
     m_command->setFocus(Qt::OtherFocusReason);
+}
+
+QList<QWidget *> CommandRow::tabStops() const
+{
+    return QList<QWidget *>{m_command} + m_wait->tabStops();
 }
 
 void CommandRow::moveUp()

@@ -25,6 +25,8 @@ public:
     // Brings the fields up to date without disturbing what the user is typing.
     void update(const CommandStep &step, bool canDelete, bool canMoveUp, bool canMoveDown);
     void focusCommand();
+    // The places Tab reaches in the row, in order; its icon buttons are reached by their keys.
+    QList<QWidget *> tabStops() const;
     // The keyboard's way to the icon buttons: each acts when its button is enabled.
     void moveUp();
     void moveDown();

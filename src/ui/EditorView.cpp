@@ -97,7 +97,7 @@ QColor mintBackground(const QPalette &palette)
 EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     : QWidget(parent), m_store(store), m_platform(platform), m_scroll(new QScrollArea(this)),
       m_pickerRow(new QWidget), m_picker(new QComboBox), m_notice(new WrappingLabel),
-      m_cardsLayout(new QVBoxLayout)
+      m_groupsLayout(new QVBoxLayout)
 {
     setObjectName(QStringLiteral("editorWindow"));
     setWindowTitle(QStringLiteral("Corvane — Edit Commands"));
@@ -172,9 +172,9 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     ui::applyTextStyle(m_notice, ui::TextStyle::callout);
     stack->addWidget(m_notice);
 
-    m_cardsLayout->setContentsMargins(0, 0, 0, 0);
-    m_cardsLayout->setSpacing(14);
-    stack->addLayout(m_cardsLayout);
+    m_groupsLayout->setContentsMargins(0, 0, 0, 0);
+    m_groupsLayout->setSpacing(14);
+    stack->addLayout(m_groupsLayout);
 
     m_addWindow = ui::accentButton(QStringLiteral("addWindow"), QStringLiteral("Add Window"),
                                    QStringLiteral("window-new"), content);
@@ -197,7 +197,8 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     m_savedNote->setObjectName(QStringLiteral("savedNote"));
     m_savedNote->setTextFormat(Qt::PlainText);
     footer->addWidget(m_savedNote, 1);
-    footer->addWidget(new LoginOptions(m_platform, this));
+    m_loginOptions = new LoginOptions(m_platform, this);
+    footer->addWidget(m_loginOptions);
     outer->addLayout(footer);
 
     connect(&m_store, &ConfigStore::configChanged, this, &EditorView::onConfigChanged);
@@ -223,11 +224,11 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
 
     connect(m_addWindow, &QToolButton::clicked, this, [this] {
         edit([](AppConfig &c) { edits::addGroup(c.groups); });
-        // The new card is where the user goes next: its name takes the keys, and once the layout
-        // has placed it, the scroll area shows it. Typing replaces its made-up name.
-        GroupEditor *card = m_cards.ordered().last();
-        card->focusName(true);
-        QTimer::singleShot(0, card, [this, card] { m_scroll->ensureWidgetVisible(card); });
+        // The new group is where the user goes next: its name takes the keys, and once the
+        // layout has placed it, the scroll area shows it. Typing replaces its made-up name.
+        GroupEditor *added = m_groupEditors.ordered().last();
+        added->focusName(true);
+        QTimer::singleShot(0, added, [this, added] { m_scroll->ensureWidgetVisible(added); });
     });
 
     m_installed = edits::installedTerminals(m_platform);
@@ -238,7 +239,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
 
 QList<GroupEditor *> EditorView::groupEditors() const
 {
-    return m_cards.ordered();
+    return m_groupEditors.ordered();
 }
 
 void EditorView::showEvent(QShowEvent *event)
@@ -254,8 +255,8 @@ void EditorView::showEvent(QShowEvent *event)
     sync();
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
-    if (const QList<GroupEditor *> cards = m_cards.ordered(); !cards.isEmpty())
-        cards.first()->focusName();
+    if (const QList<GroupEditor *> groups = m_groupEditors.ordered(); !groups.isEmpty())
+        groups.first()->focusName();
     const auto replacement = edits::replacementTerminal(m_store.config().terminalApp, m_installed,
                                                         edits::fallbackCandidates(m_platform));
     if (replacement) {
@@ -297,6 +298,47 @@ bool EditorView::eventFilter(QObject *watched, QEvent *event)
     return true;
 }
 
+// Tab follows the steps' order by itself rather than through Qt's focus chain: linking every row
+// of a large window into that chain costs minutes in Qt 6.4, and most rows exist only once they
+// are needed (see StepList).
+bool EditorView::focusNextPrevChild(bool next)
+{
+    QList<QWidget *> places{m_picker, m_typeThroughTmux};
+    for (GroupEditor *group : m_groupEditors.ordered())
+        places.append(group);
+    places.append(m_addWindow);
+    for (QWidget *w : m_loginOptions->findChildren<QWidget *>())
+        places.append(w);
+    QWidget *focus = QApplication::focusWidget();
+    qsizetype at = -1;
+    for (qsizetype i = 0; focus && at < 0 && i < places.size(); ++i) {
+        if (places.at(i) == focus || places.at(i)->isAncestorOf(focus))
+            at = i;
+    }
+    const auto reveal = [this] {
+        if (QWidget *now = QApplication::focusWidget(); now && m_scroll->isAncestorOf(now))
+            m_scroll->ensureWidgetVisible(now);
+        return true;
+    };
+    if (auto *group = qobject_cast<GroupEditor *>(at < 0 ? nullptr : places.at(at));
+        group && group->focusNextStop(next))
+        return reveal();
+    if (at < 0)
+        at = next ? -1 : places.size();
+    const qsizetype size = places.size();
+    for (qsizetype n = 1; n <= size; ++n) {
+        QWidget *place = places.at(((at + (next ? n : -n)) % size + size) % size);
+        if (auto *group = qobject_cast<GroupEditor *>(place)) {
+            if (group->isVisible() && group->focusEdge(next))
+                return reveal();
+        } else if (ui::takesTab(place)) {
+            place->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            return reveal();
+        }
+    }
+    return false;
+}
+
 void EditorView::undo()
 {
     restore(m_history.undo(m_store.config(), m_lastField));
@@ -318,7 +360,7 @@ void EditorView::edit(const std::function<void(AppConfig &)> &change)
 }
 
 // The field being typed into, when this edit only changed what it holds: the key that merges
-// keystrokes into one undo step. Adding, removing or moving anything, switching a card to or from
+// keystrokes into one undo step. Adding, removing or moving anything, switching a group to or from
 // its custom command or choosing a terminal stands alone.
 const void *EditorView::typingKey(const AppConfig &before) const
 {
@@ -357,33 +399,31 @@ void EditorView::restore(const std::optional<EditHistory::Snapshot> &snapshot)
 }
 
 // The keys go where the change shows: a window or command that came back or moved, else the
-// field the user was in, else the window that changed.
+// field the user was in, else the first change.
 void EditorView::focusChange(const AppConfig &before, QWidget *field)
 {
-    const QList<GroupEditor *> cards = m_cards.ordered();
+    const QList<GroupEditor *> groups = m_groupEditors.ordered();
     GroupEditor *changed = nullptr;
-    for (qsizetype i = 0; i < cards.size(); ++i) {
-        const auto was =
-            std::find_if(before.groups.begin(), before.groups.end(),
-                         [&](const TabGroup &g) { return g.id == cards.at(i)->groupId(); });
+    const TabGroup *changedFrom = nullptr;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        GroupEditor *group = groups.at(i);
+        const auto was = std::find_if(before.groups.begin(), before.groups.end(),
+                                      [&](const TabGroup &g) { return g.id == group->groupId(); });
         if (was == before.groups.end() || was - before.groups.begin() != i) {
-            cards.at(i)->focusName();
+            group->focusName();
             return;
         }
-        const QList<CommandRow *> rows = cards.at(i)->commandRows();
-        for (qsizetype j = 0; j < rows.size(); ++j) {
-            if (rows.at(j)->isVisibleTo(this) &&
-                (j >= was->commands.size() || was->commands.at(j).id != rows.at(j)->stepId())) {
-                rows.at(j)->focusCommand();
-                return;
-            }
+        if (group->focusStepChange(*was, false))
+            return;
+        if (!changed && *was != m_store.config().groups.at(i)) {
+            changed = group;
+            changedFrom = &*was;
         }
-        if (!changed && *was != m_store.config().groups.at(i))
-            changed = cards.at(i);
     }
     if (field && field->isVisible())
         field->setFocus(Qt::OtherFocusReason);
-    else if (changed)
+    // The field may be gone with its row, dropped once scrolled far out of sight.
+    else if (changed && !changed->focusStepChange(*changedFrom, true))
         changed->focusName();
 }
 
@@ -440,7 +480,7 @@ void EditorView::sync()
                                                      : palette().color(QPalette::PlaceholderText));
     m_notice->setPalette(noticePalette);
 
-    syncCards();
+    syncGroups();
 }
 
 void EditorView::syncPicker(const QList<TerminalApp> &installed, TerminalApp current)
@@ -460,14 +500,14 @@ void EditorView::syncPicker(const QList<TerminalApp> &installed, TerminalApp cur
     }
 }
 
-void EditorView::syncCards()
+void EditorView::syncGroups()
 {
     const AppConfig &config = m_store.config();
     QList<QUuid> order;
     for (const TabGroup &group : config.groups)
         order.append(group.id);
-    const bool reordered =
-        m_cards.sync(order, m_cardsLayout, [this](const QUuid &id) { return makeCard(id); });
+    m_groupEditors.sync(order, m_groupsLayout,
+                        [this](const QUuid &id) { return makeGroupEditor(id); });
 
     const bool combines = combinesCommands(config.terminalApp);
     const bool canDelete = config.groups.size() >= 2;
@@ -476,30 +516,26 @@ void EditorView::syncCards()
         std::optional<QString> preview;
         if (combines)
             preview = PackedCommandBuilder::packed(group, m_platform.windowShell());
-        GroupEditor *card = m_cards.value(group.id);
-        card->setMoveLimits(i > 0, i + 1 < config.groups.size());
-        card->update(group, preview, canDelete);
+        GroupEditor *editor = m_groupEditors.value(group.id);
+        editor->setMoveLimits(i > 0, i + 1 < config.groups.size());
+        editor->update(group, preview, canDelete);
     }
-    // After the updates, which may have added step rows inside the cards.
-    if (reordered)
-        ui::chainTabOrder(QList<QWidget *>{m_picker} + m_cards.tabStops() +
-                          QList<QWidget *>{m_addWindow});
 }
 
-GroupEditor *EditorView::makeCard(const QUuid &id)
+GroupEditor *EditorView::makeGroupEditor(const QUuid &id)
 {
-    auto *card = new GroupEditor(id);
-    card->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
-    connect(card, &GroupEditor::groupEdited, this, [this, id](const TabGroup &group) {
+    auto *editor = new GroupEditor(id);
+    editor->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
+    connect(editor, &GroupEditor::groupEdited, this, [this, id](const TabGroup &group) {
         edit([&](AppConfig &c) { edits::editGroup(c, id, [&](TabGroup &g) { g = group; }); });
     });
-    connect(card, &GroupEditor::moveUpRequested, this,
+    connect(editor, &GroupEditor::moveUpRequested, this,
             [this, id] { edit([&](AppConfig &c) { edits::moveGroup(c.groups, id, -1); }); });
-    connect(card, &GroupEditor::moveDownRequested, this,
+    connect(editor, &GroupEditor::moveDownRequested, this,
             [this, id] { edit([&](AppConfig &c) { edits::moveGroup(c.groups, id, +1); }); });
-    connect(card, &GroupEditor::deleteRequested, this,
+    connect(editor, &GroupEditor::deleteRequested, this,
             [this, id] { edit([&](AppConfig &c) { edits::removeGroup(c.groups, id); }); });
-    return card;
+    return editor;
 }
 
 } // namespace corvane

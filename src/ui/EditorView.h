@@ -22,11 +22,13 @@ namespace corvane {
 
 class ConfigStore;
 class GroupEditor;
+class LoginOptions;
 class Platform;
 
-// The "Edit Commands" window: the terminal picker and one card per window. Every change it
-// sees in the store while shown is saved at once, and the footer says whether that worked. Its
-// own edits can be undone and redone (Ctrl+Z, Ctrl+Shift+Z or Ctrl+Y); Escape closes it.
+// The "Edit Commands" window: the terminal picker and one group editor per terminal window. Every
+// change it sees in the store while shown is saved at once, and the footer says whether that
+// worked. Its own edits can be undone and redone (Ctrl+Z, Ctrl+Shift+Z or Ctrl+Y); Escape closes
+// it.
 class EditorView final : public QWidget {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(EditorView)
@@ -34,7 +36,7 @@ class EditorView final : public QWidget {
 public:
     EditorView(ConfigStore &store, Platform &platform, QWidget *parent = nullptr);
 
-    // The cards in the order shown.
+    // The group editors in the order shown.
     QList<GroupEditor *> groupEditors() const;
 
     void undo();
@@ -42,6 +44,7 @@ public:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    bool focusNextPrevChild(bool next) override;
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
 
@@ -55,8 +58,8 @@ private:
     void showSaveState();
     void sync();
     void syncPicker(const QList<TerminalApp> &installed, TerminalApp current);
-    void syncCards();
-    GroupEditor *makeCard(const QUuid &id);
+    void syncGroups();
+    GroupEditor *makeGroupEditor(const QUuid &id);
 
     ConfigStore &m_store;
     Platform &m_platform;
@@ -80,9 +83,10 @@ private:
     // the window was last opened) and the terminal is started with a command line.
     QCheckBox *m_typeThroughTmux;
     bool m_tmuxInstalled = false;
-    QVBoxLayout *m_cardsLayout;
+    QVBoxLayout *m_groupsLayout;
     QToolButton *m_addWindow = nullptr;
-    KeyedWidgets<GroupEditor> m_cards;
+    LoginOptions *m_loginOptions = nullptr;
+    KeyedWidgets<GroupEditor> m_groupEditors;
 };
 
 } // namespace corvane

@@ -4,6 +4,7 @@
 #include "CommandRow.h"
 #include "ConfigEdits.h"
 #include "ShownTextEdit.h"
+#include "StepList.h"
 #include "UiKit.h"
 #include "WaitField.h"
 #include "WrappingLabel.h"
@@ -48,8 +49,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
       m_up(ui::iconButton(QStringLiteral("groupUp"), QStringLiteral("go-up"), this)),
       m_down(ui::iconButton(QStringLiteral("groupDown"), QStringLiteral("go-down"), this)),
       m_delete(ui::iconButton(QStringLiteral("groupDelete"), QStringLiteral("edit-delete"), this)),
-      m_stepsBody(new QWidget(this)), m_rowsBox(new QWidget(m_stepsBody)),
-      m_rowsLayout(new QVBoxLayout(m_rowsBox)),
+      m_stepsBody(new QWidget(this)),
+      m_stepList(new StepList(
+          [this](const QUuid &id, QWidget *parent) { return makeRow(id, parent); }, m_stepsBody)),
       m_addCommand(ui::accentButton(QStringLiteral("addCommand"), QStringLiteral("Add Command"),
                                     QStringLiteral("list-add"), m_stepsBody)),
       m_notInUse(ui::secondaryLabel(
@@ -97,9 +99,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     m_notInUse->setObjectName(QStringLiteral("stepsNotInUse"));
     m_notInUse->hide();
     steps->addWidget(m_notInUse);
-    m_rowsLayout->setContentsMargins(0, 0, 0, 0);
-    m_rowsLayout->setSpacing(10);
-    steps->addWidget(m_rowsBox);
+    steps->addWidget(m_stepList);
     steps->addWidget(m_addCommand, 0, Qt::AlignLeft);
     layout->addWidget(m_stepsBody);
 
@@ -181,8 +181,8 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     connect(m_addCommand, &QToolButton::clicked, this, [this] {
         editGroup([](TabGroup &g) { edits::addStep(g.commands); });
         // The new row is what the user wants to type into next.
-        if (const QList<CommandRow *> rows = m_rows.ordered(); !rows.isEmpty())
-            rows.last()->focusCommand();
+        if (const qsizetype count = m_stepList->count(); count > 0)
+            m_stepList->row(count - 1)->focusCommand();
     });
     connect(m_makeCustom, &QToolButton::clicked, this, [this] {
         const QString preview = m_preview.value_or(QString());
@@ -233,12 +233,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
                 [this, action = action] { keyboardAction(action); });
     }
 
-    m_tailStops = {m_addCommand, m_previewText, m_makeCustom, m_custom,     reset,
-                   m_moreToggle, m_startWhen,   m_folder,     m_stopOnError};
-    // Entered at the name; moved in the window's Tab order as one block.
-    setFocusPolicy(Qt::TabFocus);
-    setFocusProxy(m_name);
-    chainTabOrder();
+    m_tailStops =
+        QList<QWidget *>{m_addCommand, m_previewText, m_makeCustom, m_custom, reset, m_moreToggle} +
+        m_startWhen->tabStops() + QList<QWidget *>{m_folder, m_stopOnError};
 
     m_previewBody->hide();
     m_customBody->hide();
@@ -261,9 +258,14 @@ bool GroupEditor::moreShown() const
     return m_moreToggle->isChecked();
 }
 
-QList<CommandRow *> GroupEditor::commandRows() const
+qsizetype GroupEditor::commandCount() const
 {
-    return m_rows.ordered();
+    return m_stepList->count();
+}
+
+CommandRow *GroupEditor::commandRow(qsizetype index)
+{
+    return m_stepList->row(index);
 }
 
 void GroupEditor::setMoveLimits(bool canMoveUp, bool canMoveDown)
@@ -290,11 +292,11 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
 
     const bool showSteps = m_state == State::steps || m_stepsAlwaysShown;
     if (showSteps)
-        syncRows();
+        m_stepList->setSteps(group.commands);
     // Shown, but ignored by the run: the custom command replaces them.
     const bool inUse = m_state != State::custom;
     m_notInUse->setVisible(!inUse);
-    m_rowsBox->setEnabled(inUse);
+    m_stepList->setEnabled(inUse);
     m_addCommand->setEnabled(inUse);
     switch (m_state) {
     case State::steps:
@@ -342,71 +344,9 @@ void GroupEditor::editGroup(const std::function<void(TabGroup &)> &edit)
         Q_EMIT groupEdited(group);
 }
 
-void GroupEditor::syncRows()
+CommandRow *GroupEditor::makeRow(const QUuid &stepId, QWidget *parent)
 {
-    const QList<CommandStep> &steps = m_group.commands;
-    QList<QUuid> order;
-    order.reserve(steps.size());
-    for (const CommandStep &step : steps)
-        order.append(step.id);
-    const bool reordered =
-        m_rows.sync(order, m_rowsLayout, [this](const QUuid &id) { return makeRow(id); });
-
-    // With the same order, only the rows whose step changed (the one being typed in) are
-    // touched; which buttons are enabled depends on the order alone.
-    const bool canDelete = steps.size() >= 2;
-    const QList<CommandRow *> rows = m_rows.ordered();
-    for (qsizetype i = 0; i < steps.size(); ++i) {
-        if (reordered || i >= m_shownSteps.size() || steps.at(i) != m_shownSteps.at(i))
-            rows.at(i)->update(steps.at(i), canDelete, i > 0, i + 1 < steps.size());
-    }
-    m_shownSteps = steps;
-    if (reordered)
-        chainTabOrder();
-}
-
-void GroupEditor::chainTabOrder()
-{
-    // Tab goes name, commands (each row as one block), then the rest. Rows made after the card
-    // join the end of the window's chain. QWidget::setTabOrder is quick when the widget joins
-    // the very end of the chain, but walks the widgets that follow the insertion point
-    // otherwise: chaining thousands of rows in place costs minutes. So the card's chain is
-    // built at the end, and then moved back as one block.
-    QWidget *const window = this->window();
-    const auto lastFocusable = [window]() -> QWidget * {
-        for (QWidget *w = window->previousInFocusChain(); w != window;
-             w = w->previousInFocusChain()) {
-            if (w->focusPolicy() != Qt::NoFocus)
-                return w;
-        }
-        return nullptr;
-    };
-    QWidget *anchor = nullptr;
-    if (window != this) {
-        for (QWidget *w = previousInFocusChain(); w != window; w = w->previousInFocusChain()) {
-            if (w != this && w->focusPolicy() != Qt::NoFocus && !isAncestorOf(w)) {
-                anchor = w;
-                break;
-            }
-        }
-    }
-    QList<QWidget *> order{this, m_name};
-    for (CommandRow *row : m_rows.ordered())
-        order.append(row);
-    order += m_tailStops;
-    for (QWidget *w : std::as_const(order)) {
-        QWidget *last = lastFocusable();
-        if (!last || last == w || (w == this && isAncestorOf(last)))
-            continue;
-        QWidget::setTabOrder(last, w);
-    }
-    if (anchor)
-        QWidget::setTabOrder(anchor, this);
-}
-
-CommandRow *GroupEditor::makeRow(const QUuid &stepId)
-{
-    auto *row = new CommandRow(stepId, m_rowsBox);
+    auto *row = new CommandRow(stepId, parent);
     const auto editStep = [this, stepId](const std::function<void(CommandStep &)> &edit) {
         editGroup([&](TabGroup &g) {
             for (CommandStep &step : g.commands) {
@@ -432,15 +372,90 @@ CommandRow *GroupEditor::makeRow(const QUuid &stepId)
         editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, +1); });
     });
     connect(row, &CommandRow::deleteRequested, this, [this, stepId] {
-        // The focus goes to a neighbour rather than wherever the chain leads.
-        const QList<CommandRow *> rows = m_rows.ordered();
-        const qsizetype at = rows.indexOf(m_rows.value(stepId));
-        const bool hadFocus = m_rows.value(stepId)->isAncestorOf(QApplication::focusWidget());
+        // The focus goes to a neighbour rather than wherever Qt's focus chain leads.
+        const qsizetype at = m_stepList->indexOf(QApplication::focusWidget());
+        const bool hadFocus = at >= 0 && m_stepList->row(at)->stepId() == stepId;
         editGroup([&](TabGroup &g) { edits::removeStep(g.commands, stepId); });
-        if (const QList<CommandRow *> left = m_rows.ordered(); hadFocus && !left.isEmpty())
-            left.at(std::min(at, left.size() - 1))->focusCommand();
+        if (const qsizetype left = m_stepList->count(); hadFocus && left > 0)
+            m_stepList->row(std::min(at, left - 1))->focusCommand();
     });
     return row;
+}
+
+bool GroupEditor::focusNextPrevChild(bool next)
+{
+    if (!isWindow())
+        return QFrame::focusNextPrevChild(next);
+    return focusNextStop(next) || focusEdge(next);
+}
+
+bool GroupEditor::focusNextStop(bool next)
+{
+    QWidget *focus = QApplication::focusWidget();
+    if (!focus || !isAncestorOf(focus))
+        return false;
+    qsizetype part = m_stepList->count() + 1;
+    if (focus == m_name)
+        part = 0;
+    else if (const qsizetype row = m_stepList->indexOf(focus); row >= 0)
+        part = row + 1;
+    const qsizetype at = stopsOf(part).indexOf(focus);
+    return focusFrom(part, at < 0 ? std::nullopt : std::optional(at + (next ? 1 : -1)), next);
+}
+
+bool GroupEditor::focusEdge(bool first)
+{
+    return first ? focusFrom(0, std::nullopt, true)
+                 : focusFrom(m_stepList->count() + 1, std::nullopt, false);
+}
+
+QList<QWidget *> GroupEditor::stopsOf(qsizetype part)
+{
+    if (part == 0)
+        return {m_name};
+    if (part <= m_stepList->count())
+        return m_stepList->row(part - 1)->tabStops();
+    return m_tailStops;
+}
+
+bool GroupEditor::focusFrom(qsizetype part, std::optional<qsizetype> from, bool next)
+{
+    const qsizetype tail = m_stepList->count() + 1;
+    const qsizetype by = next ? 1 : -1;
+    // All rows alike: when one cannot take the focus (their commands are not in use), none can,
+    // and none is built just to find that out.
+    const bool rowsTakeFocus = m_stepList->isVisible() && m_stepList->isEnabled();
+    for (; part >= 0 && part <= tail; part += by, from.reset()) {
+        if (part != 0 && part != tail && !rowsTakeFocus) {
+            part = next ? tail - 1 : 1;
+            continue;
+        }
+        const QList<QWidget *> stops = stopsOf(part);
+        for (qsizetype i = from.value_or(next ? 0 : stops.size() - 1); i >= 0 && i < stops.size();
+             i += by) {
+            if (ui::takesTab(stops.at(i))) {
+                stops.at(i)->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+bool GroupEditor::focusStepChange(const TabGroup &before, bool anyChange)
+{
+    if (!m_stepList->isVisible())
+        return false;
+    const QList<CommandStep> &steps = m_group.commands;
+    for (qsizetype i = 0; i < steps.size(); ++i) {
+        const bool cameBack =
+            i >= before.commands.size() || before.commands.at(i).id != steps.at(i).id;
+        if (cameBack || (anyChange && before.commands.at(i) != steps.at(i))) {
+            m_stepList->row(i)->focusCommand();
+            return true;
+        }
+    }
+    return false;
 }
 
 void GroupEditor::keyboardAction(int action)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "KeyedWidgets.h"
 #include "TabGroup.h"
 
 #include <QFrame>
@@ -18,10 +17,12 @@ class QVBoxLayout;
 namespace corvane {
 
 class CommandRow;
+class StepList;
 class WaitField;
 
-// The card of one window: its name, move and delete buttons, and one of three bodies: the
-// line-by-line steps, the preview of the combined command, or the user's custom command.
+// The editor of one group (a terminal window): its name, move and delete buttons, and one of three
+// bodies: the line-by-line steps, the preview of the combined command, or the user's custom
+// command.
 class GroupEditor final : public QFrame {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(GroupEditor)
@@ -46,12 +47,24 @@ public:
 
     // With `selectName`, typing replaces the name (a new window's made-up one).
     void focusName(bool selectName = false);
-    // The card moves in the Tab order as one block, entered at its name.
-    QList<QWidget *> tabStops() { return {this}; }
     bool moreShown() const;
 
-    // The step rows in the order shown.
-    QList<CommandRow *> commandRows() const;
+    // Tab goes through the name, the step rows in step order, then the rest. Moves the focus to
+    // the next (or previous) place; false when the focus is not in this group or at its end.
+    bool focusNextStop(bool next);
+    // Focuses the first or the last place Tab reaches; false when there is none.
+    bool focusEdge(bool first);
+    // After an undo or redo from `before`: focuses the first step row that came back or moved,
+    // or with `anyChange` the first whose step differs. False when there is none.
+    bool focusStepChange(const TabGroup &before, bool anyChange);
+
+    qsizetype commandCount() const;
+    // The row of the step at `index`, built if it does not exist yet (see StepList).
+    CommandRow *commandRow(qsizetype index);
+
+protected:
+    // Only for a group editor that is a window of its own; in the editor, EditorView orders them.
+    bool focusNextPrevChild(bool next) override;
 
 Q_SIGNALS:
     // The group as the user changed it; the editor writes it back into the configuration.
@@ -62,10 +75,12 @@ Q_SIGNALS:
 
 private:
     void editGroup(const std::function<void(TabGroup &)> &edit);
-    void syncRows();
     void syncMore();
-    void chainTabOrder();
-    CommandRow *makeRow(const QUuid &stepId);
+    CommandRow *makeRow(const QUuid &stepId, QWidget *parent);
+    // The places Tab reaches in `part`: 0 the name, then one part per step row, then the rest.
+    QList<QWidget *> stopsOf(qsizetype part);
+    // From `from` in `part` (its first or last place when none) onwards.
+    bool focusFrom(qsizetype part, std::optional<qsizetype> from, bool next);
     void fitCustomHeight();
     // Alt+↑, Alt+↓, Alt+Delete: the command whose row has the focus, else the window.
     void keyboardAction(int action);
@@ -83,13 +98,9 @@ private:
     QToolButton *m_delete;
 
     QWidget *m_stepsBody;
-    QWidget *m_rowsBox;
-    QVBoxLayout *m_rowsLayout;
+    StepList *m_stepList;
     QToolButton *m_addCommand;
     QLabel *m_notInUse;
-    KeyedWidgets<CommandRow> m_rows;
-    // The steps the rows were last given, in order.
-    QList<CommandStep> m_shownSteps;
 
     QWidget *m_previewBody;
     QLabel *m_previewText;
@@ -107,7 +118,7 @@ private:
     QLineEdit *m_folder;
     QCheckBox *m_stopOnError;
 
-    // The tab stops after the step rows.
+    // The places Tab reaches after the step rows.
     QList<QWidget *> m_tailStops;
 };
 

@@ -61,15 +61,6 @@ public:
         return widgets;
     }
 
-    // The widgets' own tab stops, in layout order.
-    QList<QWidget *> tabStops() const
-    {
-        QList<QWidget *> stops;
-        for (W *widget : ordered())
-            stops += widget->tabStops();
-        return stops;
-    }
-
 private:
     QHash<QUuid, W *> m_widgets;
     QList<QUuid> m_order;

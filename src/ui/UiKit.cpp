@@ -53,10 +53,9 @@ QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent, bo
     return label;
 }
 
-void chainTabOrder(const QList<QWidget *> &stops)
+bool takesTab(const QWidget *widget)
 {
-    for (qsizetype i = 1; i < stops.size(); ++i)
-        QWidget::setTabOrder(stops.at(i - 1), stops.at(i));
+    return (widget->focusPolicy() & Qt::TabFocus) && widget->isVisible() && widget->isEnabled();
 }
 
 QToolButton *iconButton(const QString &objectName, const QString &iconName, QWidget *parent)

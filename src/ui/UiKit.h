@@ -17,9 +17,8 @@ void applyMonospace(QWidget *widget, TextStyle style);
 
 // A dimmed label for captions and explanations.
 QLabel *secondaryLabel(const QString &text, TextStyle style, QWidget *parent, bool wrap = false);
-// Tabbing visits `stops` in this order. Needed wherever widgets are made out of layout order:
-// a new widget joins the end of its window's tab chain.
-void chainTabOrder(const QList<QWidget *> &stops);
+// Whether Tab may move the focus to `widget` now.
+bool takesTab(const QWidget *widget);
 
 // A flat button showing only a theme icon.
 QToolButton *iconButton(const QString &objectName, const QString &iconName, QWidget *parent);

@@ -129,6 +129,11 @@ void WaitField::setWait(double seconds, const QJsonValue &condition)
     showProblem();
 }
 
+QList<QWidget *> WaitField::tabStops() const
+{
+    return {m_kindButton, m_value};
+}
+
 void WaitField::choose(Kind kind)
 {
     if (kind == m_kind || kind == Kind::unknown)

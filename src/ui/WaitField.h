@@ -31,6 +31,8 @@ public:
     // Why the value cannot be used, or empty.
     QString problem() const { return m_problem; }
     QLineEdit *valueField() const { return m_value; }
+    // The places Tab reaches: the kind's menu button, then the value.
+    QList<QWidget *> tabStops() const;
     // Picks a kind as the menu does.
     void choose(Kind kind);
 

@@ -103,7 +103,7 @@ struct Fixture {
     GroupEditor *card(int index) const { return editor->groupEditors().at(index); }
     QWidget *field(int card, int row, const QString &name = u"commandField"_s) const
     {
-        return child<QWidget>(this->card(card)->commandRows().at(row), name);
+        return child<QWidget>(this->card(card)->commandRow(row), name);
     }
 
     QTemporaryDir dir;
@@ -153,7 +153,7 @@ private Q_SLOTS:
         const auto clickIn = [](int card, int row, const QString &name) {
             return Action([=](Fixture &f) {
                 click(row < 0 ? static_cast<QWidget *>(f.card(card))
-                              : f.card(card)->commandRows().at(row),
+                              : f.card(card)->commandRow(row),
                       name);
             });
         };
@@ -364,7 +364,7 @@ private Q_SLOTS:
         GroupEditor *card = f.card(0);
         const auto canDelete = [&] {
             return u"%1%2"_s.arg(child(card, u"groupDelete"_s)->isEnabled())
-                .arg(child(card->commandRows().at(0), u"stepDelete"_s)->isEnabled());
+                .arg(child(card->commandRow(0), u"stepDelete"_s)->isEnabled());
         };
         QCOMPARE(canDelete(), u"00"_s);
         click(f.editor.get(), u"addWindow"_s);
@@ -427,7 +427,7 @@ private Q_SLOTS:
         // Steps edited under Terminal leave the custom command as it was.
         pick(0);
         QCOMPARE(card->state(), GroupEditor::State::steps);
-        QTest::keyClicks(child<QLineEdit>(card->commandRows().at(1), u"commandField"_s), u";ls"_s);
+        QTest::keyClicks(child<QLineEdit>(card->commandRow(1), u"commandField"_s), u";ls"_s);
         pick(1);
         QCOMPARE(card->state(), GroupEditor::State::custom);
         QCOMPARE(override(), packed);

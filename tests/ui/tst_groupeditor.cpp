@@ -31,7 +31,7 @@ struct Card {
     }
     template <typename T = QLineEdit> T *in(int row, const QString &name)
     {
-        return card.commandRows().at(row)->findChild<T *>(name);
+        return card.commandRow(row)->findChild<T *>(name);
     }
     QByteArray wait(int row) const
     {
@@ -85,7 +85,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, stored);
         QFETCH(bool, invalid);
         Card c(threeSteps());
-        auto *wait = c.card.commandRows().at(0)->findChild<WaitField *>();
+        auto *wait = c.card.commandRow(0)->findChild<WaitField *>();
         wait->choose(WaitField::Kind(kind));
         QCOMPARE(c.group.commands[0].delayAfter, 0.0); // the condition replaces the blind wait
         auto *value = c.in(0, u"delayField"_s);
@@ -114,14 +114,14 @@ private Q_SLOTS:
         QTest::keyClick(delay, Qt::Key_Up);
         QTest::keyClick(delay, Qt::Key_Down);
         QCOMPARE(c.group.commands[0].delayAfter, 4.0);
-        CommandRow *first = c.card.commandRows().at(0);
+        CommandRow *first = c.card.commandRow(0);
         QVERIFY(!first->findChild<QToolButton *>(u"stepUp"_s)->isEnabled());
         QTest::keyClick(delay, Qt::Key_Up, Qt::AltModifier); // the first cannot go up
         QTest::keyClick(delay, Qt::Key_Down, Qt::AltModifier);
         QCOMPARE(c.group.commands[1].command, u"a"_s);
-        QCOMPARE(c.card.commandRows().at(1), first);
+        QCOMPARE(c.card.commandRow(1), first);
         QCOMPARE(QApplication::focusWidget(), delay);
-        QVERIFY(!c.card.commandRows().at(2)->findChild<QToolButton *>(u"stepDown"_s)->isEnabled());
+        QVERIFY(!c.card.commandRow(2)->findChild<QToolButton *>(u"stepDown"_s)->isEnabled());
         // Tab keeps following the rows in their new order.
         QTest::keyClick(delay, Qt::Key_Tab);
         QCOMPARE(QApplication::focusWidget(), c.in(2, u"commandField"_s));
