@@ -237,6 +237,11 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
         QList<QWidget *>{m_addCommand, m_previewText, m_makeCustom, m_custom, reset, m_moreToggle} +
         m_startWhen->tabStops() + QList<QWidget *>{m_folder, m_stopOnError};
 
+    m_previewDelay.setSingleShot(true);
+    m_previewDelay.setInterval(300);
+    connect(&m_previewDelay, &QTimer::timeout, this,
+            [this] { m_previewText->setText(m_pendingPreview); });
+
     m_previewBody->hide();
     m_customBody->hide();
 }
@@ -302,8 +307,8 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
     case State::steps:
         break;
     case State::preview:
-        m_previewText->setText(packedPreview->isEmpty() ? QStringLiteral("(no commands yet)")
-                                                        : *packedPreview);
+        showPreview(packedPreview->isEmpty() ? QStringLiteral("(no commands yet)")
+                                             : *packedPreview);
         m_makeCustom->setEnabled(!packedPreview->isEmpty());
         break;
     case State::custom:
@@ -322,6 +327,24 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
         m_custom->verticalScrollBar()->setValue(0);
     syncMore();
     m_updating = false;
+}
+
+void GroupEditor::showPreview(const QString &text)
+{
+    // Laying out a wrapped text costs about 0.2 ms per hundred characters, and the label does it
+    // a few times per change: a window of thousands of steps would stall every keystroke for
+    // most of a second. Its preview is brought up to date once typing pauses instead.
+    constexpr qsizetype longText = 20000;
+    if (text.size() > longText && !m_previewText->text().isEmpty()) {
+        if (m_previewText->text() != text || m_previewDelay.isActive()) {
+            m_pendingPreview = text;
+            m_previewDelay.start();
+        }
+        return;
+    }
+    m_previewDelay.stop();
+    if (m_previewText->text() != text)
+        m_previewText->setText(text);
 }
 
 void GroupEditor::syncMore()

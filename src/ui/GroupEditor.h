@@ -3,6 +3,7 @@
 #include "TabGroup.h"
 
 #include <QFrame>
+#include <QTimer>
 #include <QUuid>
 
 #include <optional>
@@ -82,6 +83,7 @@ private:
     // From `from` in `part` (its first or last place when none) onwards.
     bool focusFrom(qsizetype part, std::optional<qsizetype> from, bool next);
     void fitCustomHeight();
+    void showPreview(const QString &text);
     // Alt+↑, Alt+↓, Alt+Delete: the command whose row has the focus, else the window.
     void keyboardAction(int action);
 
@@ -105,6 +107,9 @@ private:
     QWidget *m_previewBody;
     QLabel *m_previewText;
     QToolButton *m_makeCustom;
+    // A long preview follows the typing once it pauses.
+    QTimer m_previewDelay;
+    QString m_pendingPreview;
 
     QWidget *m_customBody;
     QPlainTextEdit *m_custom;

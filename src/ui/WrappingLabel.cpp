@@ -25,6 +25,21 @@ int WrappingLabel::heightForWidth(int width) const
     return m_answers[0].height;
 }
 
+QSize WrappingLabel::sizeHint() const
+{
+    if (sizePolicy().horizontalPolicy() != QSizePolicy::Ignored)
+        return QLabel::sizeHint();
+    return {0, m_answers[0].width >= 0 ? m_answers[0].height : minimumSizeHint().height()};
+}
+
+QSize WrappingLabel::minimumSizeHint() const
+{
+    if (sizePolicy().horizontalPolicy() != QSizePolicy::Ignored)
+        return QLabel::minimumSizeHint();
+    const QMargins margins = contentsMargins();
+    return {0, fontMetrics().lineSpacing() + margins.top() + margins.bottom()};
+}
+
 void WrappingLabel::changeEvent(QEvent *event)
 {
     switch (event->type()) {

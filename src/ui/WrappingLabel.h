@@ -15,6 +15,11 @@ public:
     explicit WrappingLabel(const QString &text = {}, QWidget *parent = nullptr);
 
     int heightForWidth(int width) const override;
+    // With an ignored horizontal size policy (the width is the layout's), only the height is
+    // hinted, from the last answer: QLabel would lay out the whole text several times to find a
+    // pleasing width, which for a window of thousands of steps' preview takes seconds.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
 
 protected:
     void changeEvent(QEvent *event) override;
