@@ -3,7 +3,8 @@
 // - keystroke: one key in a step's command field: the edit goes into the store, the whole file is
 //   saved, every card is brought up to date, and the event loop runs the layout work it queued;
 // - open: from a loaded configuration to an editor shown with its layout done.
-// Both for many windows of 5 steps and for one window of many steps.
+// Both for many windows of 5 steps and for one window of many steps; for the latter also a
+// keystroke followed by the (delayed) update of its long preview.
 #include "CommandRow.h"
 #include "ConfigStore.h"
 #include "EditorView.h"
@@ -12,6 +13,7 @@
 #include "RandomConfig.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
@@ -52,6 +54,34 @@ void keystroke(benchmark::State &state)
     state.counters["steps"] = double(state.range(0) * state.range(1));
 }
 
+// A long preview follows the typing once it pauses: a keystroke, then the wait until the preview
+// shows it. Read the CPU time: the wall time holds the pause.
+void keystrokeThenPreview(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    ConfigStore store(dir.path());
+    store.setConfig(configOf(state));
+    LinuxPlatform platform;
+    EditorView editor(store, platform);
+    editor.show();
+    QCoreApplication::processEvents();
+    auto *field = editor.groupEditors().first()->commandRow(0)->findChild<QLineEdit *>(
+        QStringLiteral("commandField"));
+    auto *preview =
+        editor.groupEditors().first()->findChild<QLabel *>(QStringLiteral("previewText"));
+    field->setFocus();
+    field->end(false);
+
+    bool typeLetter = true;
+    for (auto _ : state) {
+        const QString before = preview->text();
+        QTest::keyClick(field, typeLetter ? Qt::Key_A : Qt::Key_Backspace);
+        if (!QTest::qWaitFor([&] { return preview->text() != before; }))
+            state.SkipWithError("the preview never followed");
+        typeLetter = !typeLetter;
+    }
+}
+
 void open(benchmark::State &state)
 {
     QTemporaryDir dir;
@@ -79,6 +109,7 @@ BENCHMARK(keystroke)
     ->Args({1, 1000})
     ->Args({1, 10000})
     ->Unit(benchmark::kMillisecond);
+BENCHMARK(keystrokeThenPreview)->Args({1, 1000})->Args({1, 10000})->Unit(benchmark::kMillisecond);
 BENCHMARK(open)->Args({20, 5})->Args({1, 1000})->Args({1, 10000})->Unit(benchmark::kMillisecond);
 
 int main(int argc, char **argv)

@@ -2,6 +2,8 @@
 
 #include <QEvent>
 
+#include <algorithm>
+
 namespace corvane {
 
 WrappingLabel::WrappingLabel(const QString &text, QWidget *parent) : QLabel(text, parent)
@@ -14,13 +16,13 @@ int WrappingLabel::heightForWidth(int width) const
     // setText() is not virtual, so a changed text is noticed here.
     if (text() != m_answeredText) {
         m_answeredText = text();
-        m_answers[0] = m_answers[1] = {};
+        std::fill(std::begin(m_answers), std::end(m_answers), Answer());
     }
     for (const Answer &answer : m_answers) {
         if (answer.width == width)
             return answer.height;
     }
-    m_answers[1] = m_answers[0];
+    std::copy_backward(std::begin(m_answers), std::end(m_answers) - 1, std::end(m_answers));
     m_answers[0] = {width, QLabel::heightForWidth(width)};
     return m_answers[0].height;
 }
@@ -46,7 +48,7 @@ void WrappingLabel::changeEvent(QEvent *event)
     case QEvent::FontChange:
     case QEvent::StyleChange:
     case QEvent::ContentsRectChange:
-        m_answers[0] = m_answers[1] = {};
+        std::fill(std::begin(m_answers), std::end(m_answers), Answer());
         break;
     default:
         break;

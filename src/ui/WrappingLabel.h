@@ -30,7 +30,9 @@ private:
         int height = 0;
     };
     mutable QString m_answeredText;
-    mutable Answer m_answers[2]; // the layout alternates between few widths; newest first
+    // Layouts alternate between a few widths (with and without the scroll bar, the minimum and
+    // the size given); newest first.
+    mutable Answer m_answers[4];
 };
 
 } // namespace corvane
