@@ -4,7 +4,7 @@
 
 namespace corvane {
 
-// The two brand colours shared by the editor window and its cards.
+// The two brand colours shared by the editor window and its group editors.
 inline QColor brandMint(qreal opacity = 1.0)
 {
     QColor color(0xD5, 0xF2, 0xEE);

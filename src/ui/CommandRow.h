@@ -13,7 +13,7 @@ namespace corvane {
 class WaitField;
 
 // One step of a window: its command, the wait after it, and buttons to move or delete it.
-// Shows what it is given and reports edits; the group card applies them.
+// Shows what it is given and reports edits; the group editor applies them.
 class CommandRow final : public QWidget {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(CommandRow)

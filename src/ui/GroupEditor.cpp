@@ -67,8 +67,8 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
       m_folder(new QLineEdit(m_moreBody)),
       m_stopOnError(new QCheckBox(QStringLiteral("Stop at the first failing command"), m_moreBody))
 {
-    setObjectName(QStringLiteral("groupCard"));
-    setStyleSheet(QStringLiteral("#groupCard { background: palette(base); border: 1px solid %1;"
+    setObjectName(QStringLiteral("groupEditor"));
+    setStyleSheet(QStringLiteral("#groupEditor { background: palette(base); border: 1px solid %1;"
                                  " border-radius: 8px; }")
                       .arg(cssColor(brandAccent(0.25))));
 
@@ -395,21 +395,9 @@ CommandRow *GroupEditor::makeRow(const QUuid &stepId, QWidget *parent)
         editGroup([&](TabGroup &g) { edits::moveStep(g.commands, stepId, +1); });
     });
     connect(row, &CommandRow::deleteRequested, this, [this, stepId] {
-        // The focus goes to a neighbour rather than wherever Qt's focus chain leads.
-        const qsizetype at = m_stepList->indexOf(QApplication::focusWidget());
-        const bool hadFocus = at >= 0 && m_stepList->row(at)->stepId() == stepId;
         editGroup([&](TabGroup &g) { edits::removeStep(g.commands, stepId); });
-        if (const qsizetype left = m_stepList->count(); hadFocus && left > 0)
-            m_stepList->row(std::min(at, left - 1))->focusCommand();
     });
     return row;
-}
-
-bool GroupEditor::focusNextPrevChild(bool next)
-{
-    if (!isWindow())
-        return QFrame::focusNextPrevChild(next);
-    return focusNextStop(next) || focusEdge(next);
 }
 
 bool GroupEditor::focusNextStop(bool next)

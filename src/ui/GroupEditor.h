@@ -63,10 +63,6 @@ public:
     // The row of the step at `index`, built if it does not exist yet (see StepList).
     CommandRow *commandRow(qsizetype index);
 
-protected:
-    // Only for a group editor that is a window of its own; in the editor, EditorView orders them.
-    bool focusNextPrevChild(bool next) override;
-
 Q_SIGNALS:
     // The group as the user changed it; the editor writes it back into the configuration.
     void groupEdited(const corvane::TabGroup &group);

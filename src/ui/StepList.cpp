@@ -25,20 +25,25 @@ void StepList::setSteps(const QList<CommandStep> &steps)
     for (qsizetype i = 0; !reordered && i < steps.size(); ++i)
         reordered = steps.at(i).id != m_steps.at(i).id;
     m_steps = steps;
+    QList<CommandRow *> dropped;
+    qsizetype focusedAt = -1;
     if (reordered) {
-        m_index.clear();
-        m_index.reserve(steps.size());
+        QHash<QUuid, qsizetype> index;
+        index.reserve(steps.size());
         for (qsizetype i = 0; i < steps.size(); ++i)
-            m_index.insert(steps.at(i).id, i);
+            index.insert(steps.at(i).id, i);
+        const QWidget *focus = QApplication::focusWidget();
         for (auto it = m_rows.begin(); it != m_rows.end();) {
-            if (m_index.contains(it.key())) {
+            if (index.contains(it.key())) {
                 ++it;
                 continue;
             }
-            it.value()->hide();
-            it.value()->deleteLater(); // may be the sender of the click being handled
+            if (focus && it.value()->isAncestorOf(focus))
+                focusedAt = m_index.value(it.key());
+            dropped.append(it.value());
             it = m_rows.erase(it);
         }
+        m_index = std::move(index);
         updateGeometry();
     }
     if (!m_rowHint.isValid() && !m_steps.isEmpty())
@@ -46,6 +51,13 @@ void StepList::setSteps(const QList<CommandStep> &steps)
     for (auto it = m_rows.cbegin(); it != m_rows.cend(); ++it)
         updateRow(it.value(), m_index.value(it.key()));
     placeRows();
+    // The keys go to the row that took its place, before hiding it would send them along Tab.
+    if (focusedAt >= 0 && !m_steps.isEmpty())
+        row(std::min(focusedAt, m_steps.size() - 1))->focusCommand();
+    for (CommandRow *row : std::as_const(dropped)) {
+        row->hide();
+        row->deleteLater(); // may be the sender of the click being handled
+    }
 }
 
 CommandRow *StepList::row(qsizetype index)

@@ -93,7 +93,7 @@ WaitField::WaitField(Plain plain, QWidget *parent)
     m_unit->setText(QStringLiteral("s"));
     layout->addWidget(m_unit);
 
-    // The menu is made when it is asked for: a card may hold thousands of rows.
+    // The menu is made when it is asked for: a group may hold thousands of rows.
     connect(m_kindButton, &QToolButton::clicked, this, [this] {
         QMenu menu(this);
         const bool seconds = m_plain == Plain::seconds;

@@ -9,7 +9,7 @@ class QToolButton;
 
 namespace corvane {
 
-// A wait as a card shows it: a small menu button naming its kind ("wait", "wait for port", …)
+// A wait as a group editor shows it: a small menu button naming its kind ("wait", "wait for port", …)
 // and the field for its value: seconds, a port, a URL or a file. What is typed is stored as
 // typed; a value the run could not use shows as invalid, with the reason in its tooltip.
 class WaitField final : public QWidget {

@@ -6,7 +6,7 @@ namespace corvane {
 
 // A word-wrapping label that remembers its height for the widths it was last asked about. Layouts
 // ask every label of a long scroll area for its height on each relayout, and a wrapped label lays
-// out its whole text to answer, so without this one keystroke costs a text layout per card.
+// out its whole text to answer, so without this one keystroke costs a text layout per group.
 class WrappingLabel final : public QLabel {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(WrappingLabel)

@@ -7,11 +7,15 @@
 #include "GroupEditor.h"
 #include "PackedCommandBuilder.h"
 #include "ShownTextEdit.h"
+#include "WaitField.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -293,15 +297,121 @@ private Q_SLOTS:
         }
     }
 
-    // Everything fits: no empty scroll bar. Many windows need one.
-    void scrollBarOnlyWhenNeeded()
+    // A long window builds only the rows near what is shown; Tab, the keys and undo still reach
+    // every step in order, and the scroll area follows.
+    void keyboardOverManyRows()
     {
-        Fixture f({group(u"W"_s, {u""_s})});
+        QStringList commands;
+        for (int i = 0; i < 300; ++i)
+            commands.append(u"c%1"_s.arg(i));
+        Fixture f({group(u"W"_s, commands, 3)});
         auto *bar = child<QScrollArea>(f.editor.get(), u"editorScroll"_s)->verticalScrollBar();
-        QTRY_VERIFY(!bar->isVisible());
-        for (int i = 0; i < 5; ++i)
-            click(f.editor.get(), u"addWindow"_s);
-        QTRY_VERIFY(bar->isVisible());
+        QVERIFY(bar->isVisible()); // the rows not built still take their room
+        QVERIFY(f.editor->findChildren<CommandRow *>().size() < 100);
+        const auto focus = [] { return QApplication::focusWidget(); };
+        QCOMPARE(focus(), f.card(0)->findChild<QLineEdit *>(u"groupName"_s));
+        press(f.editor.get(), Qt::Key_Tab);
+        QCOMPARE(focus(), f.field(0, 0));
+        press(f.editor.get(), Qt::SHIFT | Qt::Key_Backtab);
+        QCOMPARE(focus()->objectName(), u"groupName"_s);
+
+        // ↑/↓ step the seconds; Alt+↑/↓ move the command whose field has the focus.
+        QWidget *delay = f.field(0, 0, u"delayField"_s);
+        delay->setFocus();
+        for (Qt::Key key : {Qt::Key_Up, Qt::Key_Up, Qt::Key_Down})
+            press(f.editor.get(), key);
+        QCOMPARE(f.steps()[0].delayAfter, 4.0);
+        QVERIFY(!child(f.card(0)->commandRow(0), u"stepUp"_s)->isEnabled());
+        press(f.editor.get(), Qt::ALT | Qt::Key_Up); // the first cannot go up
+        press(f.editor.get(), Qt::ALT | Qt::Key_Down);
+        QCOMPARE(f.steps()[1].command, u"c0"_s);
+        QCOMPARE(focus(), delay);
+        QVERIFY(!child(f.card(0)->commandRow(299), u"stepDown"_s)->isEnabled());
+        // Tab follows the new order, past the rows built, into view; wait menus are on the way.
+        for (int i = 0; i < 1 + 3 * 40; ++i)
+            press(f.editor.get(), Qt::Key_Tab);
+        QCOMPARE(focus(), f.field(0, 42));
+        QVERIFY(!focus()->visibleRegion().isEmpty());
+        press(f.editor.get(), Qt::ALT | Qt::Key_Delete);
+        QCOMPARE(f.steps().size(), 299);
+        QCOMPARE(focus(), f.field(0, 42));
+        QCOMPARE(f.steps()[42].command, u"c43"_s);
+
+        // Typed into, then dropped once out of sight: undo brings the keys back to its step.
+        type(f.field(0, 0), u"x"_s);
+        bar->setValue(bar->maximum());
+        f.field(0, 298)->setFocus();
+        bar->setValue(bar->maximum() - 1);
+        QTRY_VERIFY(std::ranges::none_of(f.editor->findChildren<CommandRow *>(), [&](auto *row) {
+            return row->stepId() == f.steps()[0].id;
+        }));
+        press(f.editor.get(), Qt::CTRL | Qt::Key_Z);
+        QCOMPARE(f.steps()[0].command, u"c1"_s);
+        QCOMPARE(focus(), f.field(0, 0));
+        QTRY_VERIFY(!focus()->visibleRegion().isEmpty());
+    }
+
+    // What is typed is stored as typed (nothing lost); what the run cannot use shows as invalid.
+    void waitKinds_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<bool>("invalid");
+        using K = WaitField::Kind;
+        QTest::newRow("port") << int(K::port) << u"5432"_s << QByteArray("{\"port\":5432}")
+                              << false;
+        QTest::newRow("port too big")
+            << int(K::port) << u"70000"_s << QByteArray("{\"port\":70000}") << true;
+        QTest::newRow("port letters")
+            << int(K::port) << u"db"_s << QByteArray("{\"port\":\"db\"}") << true;
+        QTest::newRow("url") << int(K::url) << u"http://x/h"_s
+                             << QByteArray("{\"url\":\"http://x/h\"}") << false;
+        QTest::newRow("empty file")
+            << int(K::file) << u""_s << QByteArray("{\"file\":\"\"}") << true;
+    }
+
+    void waitKinds()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, typed);
+        QFETCH(QByteArray, stored);
+        QFETCH(bool, invalid);
+        Fixture f({group(u"W"_s, {u"a"_s}, 3)});
+        const auto wait = [&] {
+            const QJsonValue v = f.steps()[0].waitFor;
+            return v.isUndefined() ? "-"
+                                   : QJsonDocument(v.toObject()).toJson(QJsonDocument::Compact);
+        };
+        auto *field = f.card(0)->commandRow(0)->findChild<WaitField *>();
+        field->choose(WaitField::Kind(kind));
+        QCOMPARE(f.steps()[0].delayAfter, 0.0); // the condition replaces the blind wait
+        QWidget *value = f.field(0, 0, u"delayField"_s);
+        QCOMPARE(QApplication::focusWidget(), value);
+        QTest::keyClicks(value, typed);
+        QCOMPARE(wait(), stored);
+        QCOMPARE(value->property("invalid").toBool(), invalid);
+        QCOMPARE(value->toolTip().isEmpty(), !invalid);
+        field->choose(WaitField::Kind::plain); // back to the seconds it had
+        QCOMPARE(wait(), QByteArray("-"));
+        QCOMPARE(f.steps()[0].delayAfter, 3.0);
+    }
+
+    void moreOpensForWindowsThatUseIt()
+    {
+        TabGroup used = group(u"Used"_s, {u"a"_s});
+        used.startWhen = QJsonObject{{u"port"_s, 0}}; // kept as read, shown as invalid
+        Fixture f({group(u"Plain"_s, {u"a"_s}), used});
+        QVERIFY(!f.card(0)->moreShown());
+        GroupEditor *editor = f.card(1);
+        QVERIFY(editor->moreShown());
+        QVERIFY(child<QLineEdit>(editor, u"startWhenValue"_s)->property("invalid").toBool());
+        type(child<QLineEdit>(editor, u"folder"_s), u"~/app"_s);
+        child<QCheckBox>(editor, u"stopOnError"_s)->click();
+        const TabGroup &now = f.store.config().groups[1];
+        QCOMPARE(now.directory, u"~/app"_s);
+        QVERIFY(now.stopOnError);
+        QCOMPARE(now.startWhen, QJsonValue(QJsonObject{{u"port"_s, 0}}));
     }
 
     void terminalCheckOnAppearance_data()
@@ -361,6 +471,10 @@ private Q_SLOTS:
     void guardsAndNewNames()
     {
         Fixture f({group(u"Window 1"_s, {u"first"_s})});
+        // Everything fits: no empty scroll bar.
+        QTRY_VERIFY(!child<QScrollArea>(f.editor.get(), u"editorScroll"_s)
+                         ->verticalScrollBar()
+                         ->isVisible());
         GroupEditor *card = f.card(0);
         const auto canDelete = [&] {
             return u"%1%2"_s.arg(child(card, u"groupDelete"_s)->isEnabled())
