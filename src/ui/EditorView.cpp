@@ -510,12 +510,13 @@ void EditorView::syncGroups()
                         [this](const QUuid &id) { return makeGroupEditor(id); });
 
     const bool combines = combinesCommands(config.terminalApp);
+    const QString shell = combines ? m_platform.windowShell() : QString(); // a lookup each time
     const bool canDelete = config.groups.size() >= 2;
     for (qsizetype i = 0; i < config.groups.size(); ++i) {
         const TabGroup &group = config.groups.at(i);
         std::optional<QString> preview;
         if (combines)
-            preview = PackedCommandBuilder::packed(group, m_platform.windowShell());
+            preview = PackedCommandBuilder::packed(group, shell);
         GroupEditor *editor = m_groupEditors.value(group.id);
         editor->setMoveLimits(i > 0, i + 1 < config.groups.size());
         editor->update(group, preview, canDelete);

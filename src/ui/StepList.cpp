@@ -10,6 +10,8 @@ namespace corvane {
 namespace {
 
 constexpr int spacing = 10;
+// A list this short is built whole, and needs not follow the scrolling.
+constexpr qsizetype wholeList = 50;
 
 } // namespace
 
@@ -48,6 +50,8 @@ void StepList::setSteps(const QList<CommandStep> &steps)
     }
     if (!m_rowHint.isValid() && !m_steps.isEmpty())
         row(0); // to know the rows' size
+    if (m_steps.size() > wholeList && isVisible())
+        watchAncestors();
     for (auto it = m_rows.cbegin(); it != m_rows.cend(); ++it)
         updateRow(it.value(), m_index.value(it.key()));
     placeRows();
@@ -103,7 +107,8 @@ bool StepList::event(QEvent *event)
     const bool done = QWidget::event(event);
     switch (event->type()) {
     case QEvent::Show:
-        watchAncestors();
+        if (m_steps.size() > wholeList)
+            watchAncestors();
         placeRows();
         break;
     case QEvent::Move:
@@ -164,8 +169,8 @@ void StepList::placeRows()
     if (!m_rowHint.isValid() || !isVisible())
         return;
     qsizetype first = 0;
-    qsizetype last = -1;
-    if (const QRect shown = shownRect(); !shown.isEmpty()) {
+    qsizetype last = m_steps.size() <= wholeList ? m_steps.size() - 1 : -1;
+    if (const QRect shown = shownRect(); last < 0 && !shown.isEmpty()) {
         // A screenful above and below is built too, so that scrolling shows rows at once.
         const int margin = shown.height();
         first = std::max(0, (shown.top() - margin) / pitch());
