@@ -9,9 +9,9 @@ class QToolButton;
 
 namespace corvane {
 
-// A wait as a group editor shows it: a small menu button naming its kind ("wait", "wait for port", …)
-// and the field for its value: seconds, a port, a URL or a file. What is typed is stored as
-// typed; a value the run could not use shows as invalid, with the reason in its tooltip.
+// A wait as a group editor shows it: a small menu button naming its kind ("wait", "wait for
+// port", …) and the field for its value: seconds, a port, a URL or a file. What is typed is
+// stored as typed; a value the run could not use shows as invalid, with the reason in its tooltip.
 class WaitField final : public QWidget {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(WaitField)
