@@ -263,11 +263,6 @@ bool GroupEditor::moreShown() const
     return m_moreToggle->isChecked();
 }
 
-qsizetype GroupEditor::commandCount() const
-{
-    return m_stepList->count();
-}
-
 CommandRow *GroupEditor::commandRow(qsizetype index)
 {
     return m_stepList->row(index);

@@ -13,7 +13,6 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QToolButton;
-class QVBoxLayout;
 
 namespace corvane {
 
@@ -59,7 +58,6 @@ public:
     // or with `anyChange` the first whose step differs. False when there is none.
     bool focusStepChange(const TabGroup &before, bool anyChange);
 
-    qsizetype commandCount() const;
     // The row of the step at `index`, built if it does not exist yet (see StepList).
     CommandRow *commandRow(qsizetype index);
 
