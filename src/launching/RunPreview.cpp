@@ -65,10 +65,6 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
         preview.problem = message + u". "_s + informative;
         return preview;
     }
-    if (plan.failure && !plan.windows.isEmpty()) {
-        preview.problem = plan.failure->message;
-        return preview;
-    }
     const QString windowSlot = qview(scriptWindowSlot).toString();
     for (const PlannedWindow &window : plan.windows) {
         switch (plan.row->launchStyle) {

@@ -32,6 +32,12 @@ namespace corvane {
 
 namespace {
 
+// Terminal and iTerm2, typed into command by command, exist on macOS only.
+bool typedTerminalsExist(const Platform &platform)
+{
+    return platform.supports(TerminalApp::appleTerminal);
+}
+
 // Where commands are typed into a terminal one at a time (macOS), a slow command needs a delay
 // after it. Elsewhere each window runs its commands as one line, the rest after `ssh` on the
 // remote once it has connected, so that advice would only slow the windows down.
@@ -131,7 +137,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     stack->setContentsMargins(20, 20, 20, 20);
     stack->setSpacing(14);
 
-    auto *explanation = ui::secondaryLabel(introText(m_platform.canTypeIntoTerminals()),
+    auto *explanation = ui::secondaryLabel(introText(typedTerminalsExist(m_platform)),
                                            ui::TextStyle::callout, content, true);
     explanation->setObjectName(QStringLiteral("explanation"));
     explanation->setTextFormat(Qt::RichText);
@@ -427,15 +433,15 @@ void EditorView::sync()
     // Typed through tmux, the commands are not combined into one line.
     const bool combines = combinesCommands(config.terminalApp) &&
                           !(!m_typeThroughTmux->isHidden() && m_typeThroughTmux->isChecked());
-    const bool noTerminal = m_installed.isEmpty() && !m_platform.canTypeIntoTerminals();
+    const bool noTerminal = m_installed.isEmpty() && !typedTerminalsExist(m_platform);
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)
         m_notice->setText(noTerminalText());
     else if (combines)
-        m_notice->setText(noticeText(config.terminalApp, m_platform.canTypeIntoTerminals()));
+        m_notice->setText(noticeText(config.terminalApp, typedTerminalsExist(m_platform)));
     // A warning where something is wrong or differs from the usual; otherwise plain information.
     QPalette noticePalette = m_notice->palette();
-    noticePalette.setColor(QPalette::WindowText, noTerminal || m_platform.canTypeIntoTerminals()
+    noticePalette.setColor(QPalette::WindowText, noTerminal || typedTerminalsExist(m_platform)
                                                      ? noticeOrange()
                                                      : palette().color(QPalette::PlaceholderText));
     m_notice->setPalette(noticePalette);
@@ -489,7 +495,7 @@ void EditorView::syncCards()
 GroupEditor *EditorView::makeCard(const QUuid &id)
 {
     auto *card = new GroupEditor(id);
-    card->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
+    card->setStepsAlwaysShown(!typedTerminalsExist(m_platform));
     connect(card, &GroupEditor::groupEdited, this, [this, id](const TabGroup &group) {
         edit([&](AppConfig &c) { edits::editGroup(c, id, [&](TabGroup &g) { g = group; }); });
     });

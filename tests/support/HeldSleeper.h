@@ -17,20 +17,20 @@ public:
 
     int pending = 0; // waits now suspended
 
-    QCoro::Task<bool> sleepFor(std::chrono::nanoseconds) override
+    QCoro::Task<> sleepFor(std::chrono::nanoseconds) override
     {
         ++pending;
-        co_return co_await qCoro(this, &HeldSleeper::released);
+        co_await qCoro(this, &HeldSleeper::released);
     }
-    // Resumes every suspended wait (inside the emission); false reports a cancellation.
-    void release(bool completed = true)
+    // Resumes every suspended wait (inside the emission).
+    void release()
     {
         pending = 0;
-        Q_EMIT released(completed);
+        Q_EMIT released();
     }
 
 Q_SIGNALS:
-    void released(bool completed);
+    void released();
 };
 
 } // namespace corvane::testing

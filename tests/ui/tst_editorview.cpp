@@ -69,7 +69,7 @@ struct Fixture {
         : store(dir.path())
     {
         for (TerminalApp app : installed)
-            platform.install(bundleIdentifier(app));
+            platform.install(app);
         if (configure)
             configure(platform);
         store.setConfig(AppConfig{terminal, groups});
@@ -197,7 +197,7 @@ private Q_SLOTS:
         custom.packedOverride = u"psql -v"_s;
         Fixture f({group(u"Api"_s, {u"ssh box"_s, u"make"_s}), custom}, TerminalApp::kitty,
                   {TerminalApp::kitty, TerminalApp::xterm},
-                  [](auto &platform) { platform.typesIntoTerminals = false; }); // all controls
+                  [](auto &platform) { platform.macOS = false; }); // all controls
         const AppConfig before = f.store.config();
         action(f);
         QCOMPARE(f.summary(), after);
@@ -275,7 +275,7 @@ private Q_SLOTS:
         QFETCH(QString, intro);
         QFETCH(QString, notice);
         Fixture f({group(u"W"_s, {u"cd ~/app"_s})}, TerminalApp::kitty, {TerminalApp::kitty},
-                  [&](auto &platform) { platform.typesIntoTerminals = macOS; });
+                  [&](auto &platform) { platform.macOS = macOS; });
         QVERIFY(child<QLabel>(f.editor.get(), u"explanation"_s)->text().contains(intro));
         auto *label = child<QLabel>(f.editor.get(), u"combineNotice"_s);
         QVERIFY2(label->text().endsWith(notice), qPrintable(label->text()));
@@ -324,7 +324,8 @@ private Q_SLOTS:
         QTest::newRow("none") << false << Terminals{xterm} << Terminals{} << wezterm
                               << appleTerminal;
         QTest::newRow("macOS: Terminal")
-            << true << Terminals{} << Terminals{iterm2, kitty} << wezterm << appleTerminal;
+            << true << Terminals{appleTerminal} << Terminals{iterm2, kitty, appleTerminal}
+            << wezterm << appleTerminal;
     }
 
     void terminalCheckOnAppearance()
@@ -335,9 +336,9 @@ private Q_SLOTS:
         QFETCH(TerminalApp, configured);
         QFETCH(TerminalApp, expected);
         Fixture f({group(u"W"_s, {u""_s})}, configured, installed, [&](auto &platform) {
-            platform.typesIntoTerminals = macOS;
+            platform.macOS = macOS;
             for (TerminalApp app : preferred)
-                platform.preferred.append(bundleIdentifier(app));
+                platform.preferred.append(app);
         });
         QCOMPARE(f.store.config().terminalApp, expected);
         QVERIFY(f.file().isEmpty()); // opening never creates config.json
@@ -350,7 +351,7 @@ private Q_SLOTS:
         // Every appearance checks again, and saves a replacement into an existing file.
         QVERIFY(f.store.save());
         f.editor->hide();
-        f.platform.installed.remove(bundleIdentifier(expected));
+        f.platform.installed.remove(expected);
         f.editor->show();
         const TerminalApp now = f.store.config().terminalApp;
         QVERIFY(now != expected || expected == TerminalApp::appleTerminal);

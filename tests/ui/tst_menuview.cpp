@@ -40,7 +40,7 @@ struct Fixture {
         : store(dir.path()), runner(platform, sleeper), updater(QUrl(), u"1.0"_s),
           menu(store, runner, updater)
     {
-        platform.install(bundleIdentifier(TerminalApp::kitty));
+        platform.install(TerminalApp::kitty);
     }
 
     QTemporaryDir dir;
