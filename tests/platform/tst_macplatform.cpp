@@ -86,17 +86,24 @@ private Q_SLOTS:
             "echo 'LSOpenURLsWithRole() failed with error -10810.' >&2\nexit 1\n"));
     }
 
-    // `open` takes the recipe's arguments as they are; other terminals start from inside their
-    // bundles (the recipes themselves are the runner's tests).
-    void terminalsAreFoundInBundles()
+    // Launch Services finds a terminal by its bundle identifier; Ghostty and Tabby open a new
+    // instance through `open`, the others start from inside their bundles. The terminals of Linux
+    // desktops do not exist here. (What the terminal's program is given is the runner's test.)
+    void terminalsAreBundles()
     {
         MacPlatform platform(system());
-        QCOMPARE(platform.openCommand(u"com.mitchellh.ghostty"_s, {u"-na"_s, u"Ghostty.app"_s}),
-                 (ProcessCommand{bin.filePath(u"open"_s), {u"-na"_s, u"Ghostty.app"_s}}));
-        QCOMPARE(platform.bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
-                 u"/A/org.alacritty/Contents/MacOS/alacritty"_s);
-        QCOMPARE(MacPlatform(system(false)).bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
-                 std::nullopt);
+        QCOMPARE(platform.terminalLocation(TerminalApp::alacritty), u"/A/org.alacritty"_s);
+        QCOMPARE(platform.terminalLocation(TerminalApp::konsole), std::nullopt);
+        QCOMPARE(MacPlatform(system(false)).terminalLocation(TerminalApp::iterm2), std::nullopt);
+        QVERIFY(platform.supports(TerminalApp::appleTerminal) &&
+                !platform.supports(TerminalApp::foot));
+        const QStringList arguments{u"run"_s, zsh, u"-ilc"_s, u"top"_s};
+        QCOMPARE(platform.newWindowCommand(TerminalApp::tabby, u"/A/org.tabby"_s, arguments),
+                 (ProcessCommand{bin.filePath(u"open"_s),
+                                 QStringList{u"-na"_s, u"Tabby.app"_s, u"--args"_s} + arguments}));
+        QCOMPARE(platform.newWindowCommand(TerminalApp::kitty, u"/A/kitty.app"_s, arguments),
+                 (ProcessCommand{u"/A/kitty.app/Contents/MacOS/kitty"_s, arguments}));
+        QCOMPARE(platform.preferredTerminals(), QList{TerminalApp::appleTerminal});
     }
 
     // A refusal of Apple events brings Corvane to the front (or the alert opens behind) with the
