@@ -2,8 +2,6 @@
 #include "AppleScriptDriver.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
-#include "HeldSleeper.h"
-#include "LaunchAlerts.h"
 #include "PackedCommandBuilder.h"
 #include "RunPlan.h"
 #include "TerminalRunner.h"
@@ -19,7 +17,6 @@
 #include <yaml-cpp/yaml.h>
 
 #include <cmath>
-#include <limits>
 
 using namespace corvane;
 using namespace corvane::testing;
@@ -78,44 +75,36 @@ private Q_SLOTS:
         platform.supportDirectory = support.path();
         for (TerminalApp app : {TA::appleTerminal, TA::kitty, TA::warp})
             platform.install(app);
-        sleeper = FakeSleeper{};
         runningDuringAlert = false;
     }
 
-    void waitsAreRaisedToTheirFloors()
-    {
-        TerminalRunner runner(platform, sleeper);
-        const double inf = std::numeric_limits<double>::infinity();
-        run(runner,
-            {TA::appleTerminal,
-             {group(u"1"_s,
-                    {step(u"a"_s, 0.4), step(u"b"_s, 0.4), step(u"c"_s, -4), step(u"d"_s, inf)}),
-              group(u"2"_s, {step(u"e"_s, std::nan("")), step(u"f"_s, 1e300), step(u"g"_s, 10)})}});
-        QCOMPARE(sleeper.seconds, (QList<double>{0.5, 0.4, 0.3, 0.3, 0.5, 1e9, 10}));
-    }
-
-    // Blank steps and windows are skipped; a failure ends the run with one alert.
+    // Blank steps and windows are skipped; each wait is the step's delay raised to its floor
+    // (0.5 s after a window's first command, 0.3 s after the others; not a number: the floor;
+    // absurd: cut short); a failure ends the run with one alert.
     void appleScriptRunTypesIntoEachWindow()
     {
         platform.scriptOutcomes = {AppleScriptResult{41}, AppleScriptResult{}, AppleScriptResult{},
-                                   AppleScriptResult{2},
+                                   AppleScriptResult{}, AppleScriptResult{2},
                                    AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
         TerminalRunner runner(platform, sleeper);
         const AppConfig config{
             TA::appleTerminal,
-            {group(u"A"_s, {step(u"cd ~/app"_s), step(u"   "_s, 9), step(u" npm start "_s, 2)}),
+            {group(u"A"_s, {step(u"cd ~/app"_s, 0.4), step(u"   "_s, 9), step(u" npm start "_s, -4),
+                            step(u"tail"_s, 1e300)}),
              group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-             group(u"B"_s, {step(u"ssh box"_s, 5)}), group(u"C"_s, {step(u"c1"_s), step(u"c2"_s)}),
+             group(u"B"_s, {step(u"ssh box"_s, 5)}),
+             group(u"C"_s, {step(u"c1"_s, std::nan("")), step(u"c2"_s)}),
              group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
         QCOMPARE(platform.calls,
-                 (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41), wait(2),
-                        open(u"ssh box"_s), wait(5), open(u"c1"_s), wait(0.5), send(u"c2"_s, 2),
+                 (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41), wait(0.3),
+                        send(u"tail"_s, 41), wait(1e9), open(u"ssh box"_s), wait(5),
+                        open(u"c1"_s), wait(0.5), send(u"c2"_s, 2),
                         alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
         QVERIFY(runningDuringAlert);
         platform.calls.clear();
         run(runner, config); // free again
-        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 6);
+        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 7);
     }
 
     void notInstalledAlertComesFirst()
@@ -175,7 +164,7 @@ private Q_SLOTS:
     // while it is suspended changes nothing.
     void droppedRunContinuesAndBlocksASecondRun()
     {
-        HeldSleeper held;
+        FakeSleeper held(true);
         TerminalRunner runner(platform, held);
         runner.runAll({TA::kitty, {group(u"1"_s, {step(u"a"_s)}), group(u"2"_s, {step(u"b"_s)})}});
         runner.runAll({TA::kitty, {group(u"x"_s, {step(u"other"_s)})}});
@@ -325,17 +314,6 @@ private Q_SLOTS:
         QVERIFY2(error->message.startsWith(prefix) && error->message.size() > prefix.size(),
                  qPrintable(error->message));
         QVERIFY(platform.calls.isEmpty());
-    }
-
-    void alertTexts()
-    {
-        QCOMPARE(LaunchAlerts::failureText({-1743, u"hidden"_s}),
-                 std::pair(u"Corvane isn’t allowed to control your terminal app"_s,
-                           u"Grant permission in System Settings → Privacy & Security → "
-                           u"Automation → Corvane, and enable your terminal app there.\n\nIf "
-                           u"Corvane isn’t listed there, run this in a terminal and try again:\n"
-                           u"tccutil reset AppleEvents io.github.corvane.Corvane"_s));
-        QCOMPARE(LaunchAlerts::failureText({-1744, {}}), std::pair(failed, u" (error -1744)"_s));
     }
 };
 

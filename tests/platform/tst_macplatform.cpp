@@ -1,5 +1,6 @@
 // The macOS platform without its Cocoa calls, run here for real: stand-ins for osascript and
-// `open` that record what they were given, real process starts, real alerts and real timers.
+// `open` that answer as the real ones do on a Mac and record what they were given, real process
+// starts, real alerts and real timers.
 #include "AlertCatcher.h"
 #include "ContinuousClockSleeper.h"
 #include "FakeSleeper.h"
@@ -9,6 +10,9 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
+
+#include <csignal>
 
 using namespace corvane;
 using namespace corvane::testing;
@@ -23,6 +27,16 @@ QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// One line per outcome, so that tables can name what they expect.
+QString describe(const AppleScriptOutcome &outcome)
+{
+    if (const auto *result = std::get_if<AppleScriptResult>(&outcome))
+        return u"result %1"_s.arg(result->value);
+    const auto &failure = std::get<AppleScriptFailure>(outcome); // throws on no outcome at all
+    return u"failure %1 | %2"_s.arg(failure.number ? QString::number(*failure.number) : u"none"_s,
+                                    failure.message.value_or(u"none"_s));
 }
 
 } // namespace
@@ -63,6 +77,14 @@ class MacPlatformTest final : public QObject {
         result.open = bin.filePath(u"open"_s);
         result.osascript = bin.filePath(u"osascript"_s);
         return result;
+    }
+
+    // A stand-in osascript that records its arguments, one a line, then the script it was given.
+    void osascript(const QByteArray &body)
+    {
+        QVERIFY(writeExecutable(bin.filePath(u"osascript"_s),
+                                "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.in\"\ncat >> \"$0.in\"\n" +
+                                    body));
     }
 
     // Runs `config` to its end; gives the activations and alerts.
@@ -106,23 +128,85 @@ private Q_SLOTS:
         QCOMPARE(platform.preferredTerminals(), QList{TerminalApp::appleTerminal});
     }
 
+    // Each row is what a stand-in osascript prints (stdout, or stderr with a non-zero exit) and
+    // the outcome it must give.
+    void scriptOutcomes_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("expected");
+        const auto fails = [](const char *report) {
+            return "echo '" + QByteArray(report) + "' >&2\nexit 1\n";
+        };
+        QTest::newRow("integer, log on stderr")
+            << QByteArray("echo 'a log line' >&2\necho 4711\n") << u"result 4711"_s;
+        // AppleScript makes a real of an integer past 2^29.
+        QTest::newRow("real") << QByteArray("echo 1.2E+9\n") << u"result 0"_s;
+        QTest::newRow("not authorized")
+            << fails("0:5: execution error: Not authorized to send Apple events. (-1743)")
+            << u"failure -1743 | Not authorized to send Apple events."_s;
+        // Lines printed before the report (a framework's warnings) are not part of it.
+        QTest::newRow("syntax, after a warning")
+            << fails("x[1:2] error: warning (5)\n2:9: syntax error: Expected \"}\". (-2741)")
+            << u"failure -2741 | Expected \"}\"."_s;
+        // Localised, with parentheses of its own: only the group at the very end is the number.
+        QTest::newRow("localised") << fails("4:6: execution error: fenêtre (2) fermée. (-1728)")
+                                   << u"failure -1728 | fenêtre (2) fermée."_s;
+        QTest::newRow("parentheses, no number")
+            << fails("0:18: execution error: Something (went wrong)")
+            << u"failure none | Something (went wrong)"_s;
+        QTest::newRow("number, no message")
+            << fails("LSOpenURLsWithRole() failed (-10810)") << u"failure -10810 | none"_s;
+    }
+    void scriptOutcomes()
+    {
+        QFETCH(QByteArray, body);
+        osascript(body);
+        // What the driver sends: quotes, backslashes, line breaks and non-ASCII text.
+        const QString source = u"tell application \"Terminal\"\n    do script \"echo \\\"é’\\\" "
+                               u"\\\\ x\"\nend tell"_s;
+        QTEST(describe(MacPlatform(system()).executeAppleScript(source)), "expected");
+        QCOMPARE(readAll(bin.filePath(u"osascript.in"_s)), "-\n" + source.toUtf8());
+    }
+
+    // As when macOS shows its permission question and nobody answers: the script is stopped and
+    // reaped at the deadline, and the loop serves meanwhile. A missing osascript says so.
+    void hungOrMissingOsascript()
+    {
+        osascript("echo $$ > \"$0.pid\"\nexec sleep 60\n");
+        MacPlatform::System stood = system();
+        stood.scriptDeadline = 300ms;
+        bool loopServed = false;
+        QTimer::singleShot(0, this, [&] { loopServed = true; });
+        QString outcome = describe(MacPlatform(stood).executeAppleScript(u"1"_s));
+        QVERIFY(loopServed);
+        QVERIFY2(outcome.startsWith(u"failure -1712 | "_s) &&
+                     outcome.contains(u"answer that question"_s),
+                 qPrintable(outcome));
+        QCOMPARE(::kill(readAll(bin.filePath(u"osascript.pid"_s)).trimmed().toInt(), 0), -1);
+
+        stood.osascript = bin.filePath(u"absent"_s);
+        outcome = describe(MacPlatform(stood).executeAppleScript(u"1"_s));
+        QVERIFY2(outcome.startsWith(u"failure 0 | Couldn’t start osascript: "_s),
+                 qPrintable(outcome));
+    }
+
     // A refusal of Apple events brings Corvane to the front (or the alert opens behind) with the
-    // permission alert. (What osascript is given and what its answers mean are
-    // tst_osascriptexecutor's; how the runner uses them, tst_terminalrunner's.)
+    // permission alert.
     void refusedAppleEventsBringCorvaneForward()
     {
-        QVERIFY(writeExecutable(bin.filePath(u"osascript"_s), R"sh(#!/bin/sh
-echo '0:5: execution error: Not authorized to send Apple events. (-1743)' >&2
-exit 1
-)sh"));
+        osascript("echo '0:5: execution error: Not authorized to send Apple events. (-1743)' >&2\n"
+                  "exit 1\n");
         MacPlatform platform(system());
         FakeSleeper sleeper;
-        // The alert's text is the runner's own, checked with it.
         QCOMPARE(
-            run(platform, sleeper, {TerminalApp::appleTerminal, {group(u"a"_s, {step(u"ls"_s)})}})
-                .join(u'|')
-                .section(u':', 0, 0),
-            u"activity begins|activate|Corvane isn’t allowed to control your terminal app"_s);
+            run(platform, sleeper, {TerminalApp::appleTerminal, {group(u"a"_s, {step(u"ls"_s)})}}),
+            (QStringList{u"activity begins"_s, u"activate"_s,
+                         u"Corvane isn’t allowed to control your terminal app: Grant permission "
+                         u"in System Settings → Privacy & Security → Automation → Corvane, and "
+                         u"enable your terminal app there.\n\nIf Corvane isn’t listed there, run "
+                         u"this in a terminal and try again:\ntccutil reset AppleEvents "
+                         u"io.github.corvane.Corvane"_s,
+                         u"activity ends"_s}));
     }
 
     // Installed as far as Launch Services knows; `open` still has the last word, and says why.

@@ -1,7 +1,7 @@
 #include "ConfigStore.h"
 #include "FakePlatform.h"
 #include "FallbackWindow.h"
-#include "HeldSleeper.h"
+#include "FakeSleeper.h"
 #include "Icons.h"
 #include "MenuView.h"
 #include "TerminalRunner.h"
@@ -45,7 +45,7 @@ struct Fixture {
 
     QTemporaryDir dir;
     testing::FakePlatform platform;
-    testing::HeldSleeper sleeper;
+    testing::FakeSleeper sleeper{true}; // holds every wait
     ConfigStore store;
     TerminalRunner runner;
     UpdateChecker updater;
