@@ -41,9 +41,9 @@ bool typedTerminalsExist(const Platform &platform)
 // Where commands are typed into a terminal one at a time (macOS), a slow command needs a delay
 // after it. Elsewhere each window runs its commands as one line, the rest after `ssh` on the
 // remote once it has connected, so that advice would only slow the windows down.
-QString introText(bool canTypeIntoTerminals)
+QString introText(bool typedTerminals)
 {
-    if (canTypeIntoTerminals)
+    if (typedTerminals)
         return QStringLiteral(
             "Each group opens its own terminal window and types its commands in order. Add a "
             "delay after any command that needs time to finish — e.g. 2–3 seconds after "
@@ -56,9 +56,9 @@ QString introText(bool canTypeIntoTerminals)
 
 // On macOS a warning that the chosen terminal works differently from Terminal and iTerm2; where
 // every terminal works this way it is only a word on what the preview is.
-QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
+QString noticeText(TerminalApp app, bool typedTerminals)
 {
-    if (!canTypeIntoTerminals)
+    if (!typedTerminals)
         return QStringLiteral("Corvane hands each window’s commands to ") + displayName(app) +
                QStringLiteral(" as one command line, shown in the window’s card. “Edit This "
                               "Command” lets you change it by hand.");
