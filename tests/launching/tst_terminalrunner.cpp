@@ -36,9 +36,9 @@ const auto send = [](const QString &c, int id) {
     return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
 };
 const auto kitty = [](const QString &title, const QString &script) {
-    return Call{u"startProcess"_s, {u"/Applications/kitty"_s, u"--single-instance"_s, u"-T"_s,
-                                    title, u"/bin/zsh"_s, u"-ilc"_s,
-                                    u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s}};
+    return Call{u"startProcess"_s,
+                {u"/Applications/kitty"_s, u"--single-instance"_s, u"-T"_s, title, u"/bin/zsh"_s,
+                 u"-ilc"_s, u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s}};
 };
 
 } // namespace
@@ -82,23 +82,23 @@ private Q_SLOTS:
     // absurd: cut short); a failure ends the run with one alert.
     void appleScriptRunTypesIntoEachWindow()
     {
-        platform.scriptOutcomes = {AppleScriptResult{41}, AppleScriptResult{}, AppleScriptResult{},
-                                   AppleScriptResult{}, AppleScriptResult{2},
-                                   AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
+        platform.scriptOutcomes = {
+            AppleScriptResult{41}, AppleScriptResult{},
+            AppleScriptResult{},   AppleScriptResult{},
+            AppleScriptResult{2},  AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
         TerminalRunner runner(platform, sleeper);
-        const AppConfig config{
-            TA::appleTerminal,
-            {group(u"A"_s, {step(u"cd ~/app"_s, 0.4), step(u"   "_s, 9), step(u" npm start "_s, -4),
-                            step(u"tail"_s, 1e300)}),
-             group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-             group(u"B"_s, {step(u"ssh box"_s, 5)}),
-             group(u"C"_s, {step(u"c1"_s, std::nan("")), step(u"c2"_s)}),
-             group(u"D"_s, {step(u"d"_s)})}};
+        const AppConfig config{TA::appleTerminal,
+                               {group(u"A"_s, {step(u"cd ~/app"_s, 0.4), step(u"   "_s, 9),
+                                               step(u" npm start "_s, -4), step(u"tail"_s, 1e300)}),
+                                group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
+                                group(u"B"_s, {step(u"ssh box"_s, 5)}),
+                                group(u"C"_s, {step(u"c1"_s, std::nan("")), step(u"c2"_s)}),
+                                group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
         QCOMPARE(platform.calls,
                  (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41), wait(0.3),
-                        send(u"tail"_s, 41), wait(1e9), open(u"ssh box"_s), wait(5),
-                        open(u"c1"_s), wait(0.5), send(u"c2"_s, 2),
+                        send(u"tail"_s, 41), wait(1e9), open(u"ssh box"_s), wait(5), open(u"c1"_s),
+                        wait(0.5), send(u"c2"_s, 2),
                         alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
         QVERIFY(runningDuringAlert);
         platform.calls.clear();

@@ -1,7 +1,7 @@
 #include "ConfigStore.h"
 #include "FakePlatform.h"
-#include "FallbackWindow.h"
 #include "FakeSleeper.h"
+#include "FallbackWindow.h"
 #include "Icons.h"
 #include "MenuView.h"
 #include "TerminalRunner.h"

@@ -19,7 +19,8 @@ namespace corvane {
 
 LinuxPlatform::System LinuxPlatform::realSystem()
 {
-    return {.findProgram = [](const QString &name) { return QStandardPaths::findExecutable(name); }};
+    return {
+        .findProgram = [](const QString &name) { return QStandardPaths::findExecutable(name); }};
 }
 
 LinuxPlatform::LinuxPlatform(System system) : m_system(std::move(system))

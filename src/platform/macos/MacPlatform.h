@@ -17,9 +17,9 @@ enum class LoginItemStatus { notRegistered, enabled, requiresApproval, notFound 
 
 // macOS: terminals are application bundles found through Launch Services by their bundle
 // identifiers (MacTerminals.h), Terminal and iTerm2 are driven with osascript, `open` starts the
-// terminals that open a window per instance, the others start from inside their bundles, alerts come up in front
-// of every other application, the window shell is /bin/zsh as on every Mac, and ServiceManagement
-// starts Corvane at login.
+// terminals that open a window per instance, the others start from inside their bundles, alerts
+// come up in front of every other application, the window shell is /bin/zsh as on every Mac, and
+// ServiceManagement starts Corvane at login.
 class MacPlatform final : public Platform {
 public:
     // What the system provides. The Cocoa services are given as functions, so that everything

@@ -54,7 +54,8 @@ static_assert(
         }
         return true;
     }(),
-    "macTerminals needs one row per TerminalApp case, in order, each terminal with windows of its own started one way");
+    "macTerminals needs one row per TerminalApp case, in order, each terminal with windows of its "
+    "own started one way");
 
 constexpr const MacTerminal &macTerminal(TerminalApp app)
 {
