@@ -74,8 +74,8 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
             for (const TypedCommand &typed : window.typed) {
                 scripted.scripts.append(
                     {scripted.scripts.isEmpty()
-                         ? AppleScriptDriver::openScript(typed.command, terminal)
-                         : AppleScriptDriver::runScript(typed.command, windowSlot, terminal),
+                         ? AppleScriptDriver::openScript(typed.command, *plan.row)
+                         : AppleScriptDriver::runScript(typed.command, windowSlot, *plan.row),
                      typed.waitAfter});
             }
             break;

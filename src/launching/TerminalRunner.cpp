@@ -23,7 +23,7 @@ using Ending = std::optional<ScriptError>;
 QCoro::Task<Ending> typeIntoWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper)
 {
     AppleScriptDriver driver(platform);
-    const TerminalApp terminal = plan.row->app;
+    const TerminalTraits &terminal = *plan.row;
     for (const PlannedWindow &window : plan.windows) {
         std::int64_t windowId = 0;
         for (qsizetype i = 0; i < window.typed.size(); ++i) {

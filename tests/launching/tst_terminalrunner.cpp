@@ -30,10 +30,10 @@ const QString failed = u"Couldn’t run your commands"_s;
 const auto wait = [](double s) { return Call{u"wait"_s, {QString::number(s)}}; };
 const auto alert = [](const QString &t, const QString &x) { return Call{u"alert"_s, {t, x}}; };
 const auto open = [](const QString &c) {
-    return Call{u"appleScript"_s, {AppleScriptDriver::openScript(c, TA::appleTerminal)}};
+    return Call{u"appleScript"_s, {AppleScriptDriver::openScript(c, traits(TA::appleTerminal))}};
 };
 const auto send = [](const QString &c, int id) {
-    return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, TA::appleTerminal)}};
+    return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, traits(TA::appleTerminal))}};
 };
 const auto kitty = [](const QString &title, const QString &script) {
     return Call{u"startProcess"_s,
@@ -180,14 +180,14 @@ private Q_SLOTS:
         const QString session =
             u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window id "_s;
         const std::pair<QString, QString> cases[] = {
-            {AppleScriptDriver::openScript(u"echo \"hi\""_s, TA::appleTerminal),
+            {AppleScriptDriver::openScript(u"echo \"hi\""_s, traits(TA::appleTerminal)),
              u"tell application \"Terminal\"\n    activate\n    do script \"echo \\\"hi\\\"\"\n"
              u"    return id of front window\nend tell"_s},
             // Each backslash doubled once only.
-            {AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, TA::appleTerminal),
+            {AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, traits(TA::appleTerminal)),
              u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window "
              u"id 7\nend tell"_s},
-            {AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, TA::iterm2),
+            {AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, traits(TA::iterm2)),
              session + u"-12 to write text \"a b c \tcafé → \"\nend tell"_s},
         };
         for (const auto &[script, expected] : cases)
@@ -201,10 +201,10 @@ private Q_SLOTS:
                                    AppleScriptFailure{-2741, std::nullopt},
                                    AppleScriptFailure{std::nullopt, u"Syntax error"_s}};
         AppleScriptDriver driver(platform);
-        const auto T = TA::appleTerminal;
+        const TerminalTraits &T = traits(TA::appleTerminal);
         QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), -5);
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Could not compile AppleScript."_s}));
-        QCOMPARE(std::get<ScriptError>(driver.openWindowAndRun(u"a"_s, TA::iterm2)),
+        QCOMPARE(std::get<ScriptError>(driver.openWindowAndRun(u"a"_s, traits(TA::iterm2))),
                  (ScriptError{-1728, u"Can’t get window."_s}));
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{-2741, u"Unknown AppleScript error."_s}));
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Syntax error"_s}));
