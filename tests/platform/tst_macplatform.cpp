@@ -254,30 +254,21 @@ private Q_SLOTS:
         QCOMPARE(platform.loginStartNote().contains(u"Login Items"_s), approval);
     }
 
-    // The Finder may add a process serial number; it is no argument of the user's.
-    void processSerialNumberIsDropped()
+    // The Finder may add a process serial number, no argument of the user's; Application Support
+    // is ~/Library/Application Support itself, not a folder of Corvane's own inside it
+    // (XDG_DATA_HOME stands in for it here); a URL the desktop services refuse goes to `open`.
+    void systemServices()
     {
         QCOMPARE(MacPlatform::withoutProcessSerialNumber(
                      {u"/A/Corvane"_s, u"-psn_0_123"_s, u"run"_s, u"--dry-run"_s}),
                  (QStringList{u"/A/Corvane"_s, u"run"_s, u"--dry-run"_s}));
-    }
-
-    void urlGoesToOpenWhenDesktopServicesRefuse()
-    {
-        MacPlatform platform(system(false));
-        const QString url = u"warp://launch//Users/me/Library/Application%20Support/Corvane/"
-                            u"warp_launch.yaml"_s;
-        platform.openUrl(QUrl(url, QUrl::StrictMode));
-        QTRY_COMPARE(readAll(bin.filePath(u"open.log"_s)), url.toUtf8() + '\n');
-    }
-
-    // ~/Library/Application Support itself (XDG_DATA_HOME stands in for it here), not a folder of
-    // Corvane's own inside it.
-    void applicationSupportIsTheLibraryFolder()
-    {
         QTemporaryDir data;
         qputenv("XDG_DATA_HOME", QFile::encodeName(data.path()));
-        QCOMPARE(MacPlatform(system()).applicationSupportDirectory(), data.path());
+        MacPlatform platform(system());
+        QCOMPARE(platform.applicationSupportDirectory(), data.path());
+        const QString url = u"warp://launch//Users/me/Library/Application%20Support/x.yaml"_s;
+        platform.openUrl(QUrl(url, QUrl::StrictMode));
+        QTRY_COMPARE(readAll(bin.filePath(u"open.log"_s)), url.toUtf8() + '\n');
     }
 
     // Never short; and a wait across a sleep (the continuous clock jumps by an hour that the
