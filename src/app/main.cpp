@@ -94,9 +94,8 @@ int runInstance(int argc, char *argv[], const CommandLine &command)
     corvane::UpdateChecker updater(corvane::updateFeedUrl(), corvane::currentAppVersion());
     const std::unique_ptr<corvane::Sleeper> sleeper = corvane::makeSystemSleeper();
     corvane::ConfigStore store(supportDirectory);
-    corvane::RunWatch watch(*platform);
-    corvane::TerminalRunner runner(watch, *sleeper);
-    watch.watch(runner);
+    corvane::TerminalRunner runner(*platform, *sleeper);
+    corvane::RunWatch watch(runner);
 
     corvane::TrayShell shell(store, runner, updater, *platform);
     corvane::MenuView &menu = shell.menuView();

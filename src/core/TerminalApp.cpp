@@ -18,23 +18,9 @@ std::optional<TerminalApp> terminalAppFromRawValue(const QString &text)
     return std::nullopt;
 }
 
-std::optional<TerminalApp> terminalAppFromBundleIdentifier(QStringView bundleIdentifier)
-{
-    for (const TerminalTraits &row : terminalTable) {
-        if (bundleIdentifier == qview(row.bundleIdentifier))
-            return row.app;
-    }
-    return std::nullopt;
-}
-
 QString displayName(TerminalApp app)
 {
     return qview(traits(app).displayName).toString();
-}
-
-QString bundleIdentifier(TerminalApp app)
-{
-    return qview(traits(app).bundleIdentifier).toString();
 }
 
 TerminalLaunchStyle launchStyle(TerminalApp app)

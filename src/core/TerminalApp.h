@@ -54,7 +54,6 @@ QString rawValue(TerminalApp app);
 // The case whose raw value is exactly `text` (case-sensitive, untrimmed).
 std::optional<TerminalApp> terminalAppFromRawValue(const QString &text);
 QString displayName(TerminalApp app);
-QString bundleIdentifier(TerminalApp app);
 TerminalLaunchStyle launchStyle(TerminalApp app);
 // True for every terminal whose window gets one combined command (all but Terminal and iTerm2).
 bool combinesCommands(TerminalApp app);

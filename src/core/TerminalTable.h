@@ -9,13 +9,6 @@
 
 namespace corvane {
 
-// How the process of a packed-script window is started.
-enum class TerminalStarter {
-    none,          // not a packed-script terminal
-    open,          // `/usr/bin/open -na X.app --args ...` on macOS, the executable itself on Linux
-    bundledBinary, // the executable inside the application bundle (on Linux: on PATH)
-};
-
 // Stands for the shell in argument vectors; the platform's window shell takes its place.
 inline constexpr std::u16string_view windowShellPlaceholder = u"/bin/zsh";
 // Stand for the command literal and the window id in AppleScript templates.
@@ -29,14 +22,11 @@ struct TerminalTraits {
     TerminalApp app;
     std::u16string_view rawValue;
     std::u16string_view displayName;
-    std::u16string_view bundleIdentifier; // on Linux, the desktop id for terminals of Linux only
     TerminalLaunchStyle launchStyle;
-    std::u16string_view linuxExecutable = {}; // empty: no Linux build, never installed there
 
-    // packedScript: the window's process. The arguments come before the window command, which
-    // is appended last; they name the shell by windowShellPlaceholder.
-    TerminalStarter starter = TerminalStarter::none;
-    std::u16string_view bundleExecutable = {}; // bundledBinary: the name in Contents/MacOS
+    // packedScript: what the terminal's program is given to open a window running the window
+    // command, which is appended last; the shell is named by windowShellPlaceholder. Where the
+    // program is and how it is started is the platform's business.
     std::array<std::u16string_view, 8> arguments = {};
     // The options that make the window's name its title, with titleSlot for the name; they go
     // before the shell part of `arguments` (before its `-e`, `-x` or `--`). Empty: none.
@@ -53,7 +43,6 @@ inline constexpr TerminalTraits terminalTable[] = {
     {.app = TerminalApp::appleTerminal,
      .rawValue = u"appleTerminal",
      .displayName = u"Terminal (macOS built-in)",
-     .bundleIdentifier = u"com.apple.Terminal",
      .launchStyle = TerminalLaunchStyle::appleScript,
      .openScript = u"tell application \"Terminal\"\n    activate\n    do script {command}\n"
                    u"    return id of front window\nend tell",
@@ -62,7 +51,6 @@ inline constexpr TerminalTraits terminalTable[] = {
     {.app = TerminalApp::iterm2,
      .rawValue = u"iterm2",
      .displayName = u"iTerm2",
-     .bundleIdentifier = u"com.googlecode.iterm2",
      .launchStyle = TerminalLaunchStyle::appleScript,
      .openScript = u"tell application id \"com.googlecode.iterm2\"\n    activate\n"
                    u"    set newWindow to (create window with default profile)\n"
@@ -74,54 +62,34 @@ inline constexpr TerminalTraits terminalTable[] = {
     {.app = TerminalApp::ghostty,
      .rawValue = u"ghostty",
      .displayName = u"Ghostty",
-     .bundleIdentifier = u"com.mitchellh.ghostty",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"ghostty",
-     .starter = TerminalStarter::open,
-     .arguments = {u"-na", u"Ghostty.app", u"--args", u"-e", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"-e", windowShellPlaceholder, u"-ilc"}},
     {.app = TerminalApp::warp,
      .rawValue = u"warp",
      .displayName = u"Warp",
-     .bundleIdentifier = u"dev.warp.Warp-Stable",
-     .launchStyle = TerminalLaunchStyle::warpLaunchConfiguration,
-     .linuxExecutable = u"warp-terminal"},
+     .launchStyle = TerminalLaunchStyle::warpLaunchConfiguration},
     {.app = TerminalApp::kitty,
      .rawValue = u"kitty",
      .displayName = u"kitty",
-     .bundleIdentifier = u"net.kovidgoyal.kitty",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"kitty",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"kitty",
      .arguments = {u"--single-instance", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::wezterm,
      .rawValue = u"wezterm",
      .displayName = u"WezTerm",
-     .bundleIdentifier = u"com.github.wez.wezterm",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"wezterm",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"wezterm",
      .arguments = {u"start", u"--always-new-process", u"--", windowShellPlaceholder, u"-ilc"}},
     {.app = TerminalApp::alacritty,
      .rawValue = u"alacritty",
      .displayName = u"Alacritty",
-     .bundleIdentifier = u"org.alacritty",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"alacritty",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"alacritty",
      .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::tabby,
      .rawValue = u"tabby",
      .displayName = u"Tabby",
-     .bundleIdentifier = u"org.tabby",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"tabby",
-     .starter = TerminalStarter::open,
-     .arguments = {u"-na", u"Tabby.app", u"--args", u"run", windowShellPlaceholder, u"-ilc"}},
+     .arguments = {u"run", windowShellPlaceholder, u"-ilc"}},
 
     // The terminals of Linux desktops. Server-style ones (GNOME Terminal, Xfce Terminal, MATE
     // Terminal, Tilix) hand the window to a running server and return at once; -x/-e/-- take the
@@ -129,31 +97,19 @@ inline constexpr TerminalTraits terminalTable[] = {
     {.app = TerminalApp::gnomeTerminal,
      .rawValue = u"gnomeTerminal",
      .displayName = u"GNOME Terminal",
-     .bundleIdentifier = u"org.gnome.Terminal",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"gnome-terminal",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"gnome-terminal",
      .arguments = {u"--window", u"--", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"--title", titleSlot}},
     {.app = TerminalApp::konsole,
      .rawValue = u"konsole",
      .displayName = u"Konsole",
-     .bundleIdentifier = u"org.kde.konsole",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"konsole",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"konsole",
      .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-p", u"tabtitle={title}"}},
     {.app = TerminalApp::xfce4Terminal,
      .rawValue = u"xfce4Terminal",
      .displayName = u"Xfce Terminal",
-     .bundleIdentifier = u"xfce4-terminal",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"xfce4-terminal",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"xfce4-terminal",
      // Not --window: a first start would open its default window as well, empty. A plain
      // request opens a window of its own, also through a running server.
      .arguments = {u"-x", windowShellPlaceholder, u"-ilc"},
@@ -161,52 +117,32 @@ inline constexpr TerminalTraits terminalTable[] = {
     {.app = TerminalApp::mateTerminal,
      .rawValue = u"mateTerminal",
      .displayName = u"MATE Terminal",
-     .bundleIdentifier = u"mate-terminal",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"mate-terminal",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"mate-terminal",
      .arguments = {u"--window", u"-x", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-t", titleSlot}},
     {.app = TerminalApp::tilix,
      .rawValue = u"tilix",
      .displayName = u"Tilix",
-     .bundleIdentifier = u"com.gexperts.Tilix",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"tilix",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"tilix",
      .arguments = {u"-a", u"app-new-window", u"-x", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-t", titleSlot}},
     {.app = TerminalApp::terminator,
      .rawValue = u"terminator",
      .displayName = u"Terminator",
-     .bundleIdentifier = u"terminator",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"terminator",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"terminator",
      // Without -u a running Terminator takes the request and drops its options.
      .arguments = {u"-u", u"-x", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::xterm,
      .rawValue = u"xterm",
      .displayName = u"XTerm",
-     .bundleIdentifier = u"xterm",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"xterm",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"xterm",
      .arguments = {u"-e", windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-T", titleSlot}},
     {.app = TerminalApp::foot,
      .rawValue = u"foot",
      .displayName = u"foot",
-     .bundleIdentifier = u"org.codeberg.dnkl.foot",
      .launchStyle = TerminalLaunchStyle::packedScript,
-     .linuxExecutable = u"foot",
-     .starter = TerminalStarter::bundledBinary,
-     .bundleExecutable = u"foot",
      .arguments = {windowShellPlaceholder, u"-ilc"},
      .titleArguments = {u"-T", titleSlot}},
 };
@@ -222,22 +158,19 @@ constexpr bool holds(std::u16string_view text, std::u16string_view part)
 constexpr bool rowIsComplete(const TerminalTraits &row, std::size_t index)
 {
     if (static_cast<std::size_t>(row.app) != index || row.rawValue.empty() ||
-        row.displayName.empty() || row.bundleIdentifier.empty())
+        row.displayName.empty())
         return false;
     const bool packed = row.launchStyle == TerminalLaunchStyle::packedScript;
-    if (packed != (row.starter != TerminalStarter::none))
+    if (packed == row.arguments[0].empty())
         return false;
     if (row.launchStyle == TerminalLaunchStyle::appleScript) {
         return holds(row.openScript, scriptCommandSlot) &&
-               holds(row.runScript, scriptCommandSlot) && holds(row.runScript, scriptWindowSlot) &&
-               row.linuxExecutable.empty();
+               holds(row.runScript, scriptCommandSlot) && holds(row.runScript, scriptWindowSlot);
     }
-    if (!row.openScript.empty() || !row.runScript.empty() || row.linuxExecutable.empty())
+    if (!row.openScript.empty() || !row.runScript.empty())
         return false;
     if (!packed)
         return true;
-    if (row.starter == TerminalStarter::bundledBinary && row.bundleExecutable.empty())
-        return false;
     // The vector ends "<shell> -ilc" so that the window command lands where the shell reads it.
     std::size_t count = 0;
     while (count < row.arguments.size() && !row.arguments[count].empty())
@@ -261,8 +194,7 @@ constexpr bool tableIsComplete()
             return false;
         for (std::size_t j = 0; j < i; ++j) {
             const TerminalTraits &a = terminalTable[i], &b = terminalTable[j];
-            if (a.rawValue == b.rawValue || a.bundleIdentifier == b.bundleIdentifier ||
-                (!a.linuxExecutable.empty() && a.linuxExecutable == b.linuxExecutable))
+            if (a.rawValue == b.rawValue)
                 return false;
         }
     }
@@ -273,7 +205,7 @@ constexpr bool tableIsComplete()
 
 static_assert(detail::tableIsComplete(),
               "terminalTable needs exactly one complete row per TerminalApp case, in order, with "
-              "unique raw values, bundle identifiers and executables");
+              "unique raw values");
 
 // Where the shell part of a packed-script row's arguments begins: at the shell, or at the option
 // just before it that hands the rest of the vector to the window.
@@ -299,8 +231,5 @@ inline QStringView qview(std::u16string_view text)
 {
     return QStringView(text.data(), qsizetype(text.size()));
 }
-
-// The terminal with this bundle identifier, or nothing.
-std::optional<TerminalApp> terminalAppFromBundleIdentifier(QStringView bundleIdentifier);
 
 } // namespace corvane

@@ -9,12 +9,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const TerminalTraits &scriptable(TerminalApp terminal)
+const TerminalTraits &scriptable(const TerminalTraits &row)
 {
-    const TerminalTraits &row = traits(terminal);
     if (row.launchStyle != TerminalLaunchStyle::appleScript)
-        qFatal("%s windows are launched via launchPackedWindow",
-               qUtf8Printable(displayName(terminal)));
+        qFatal("%s windows are not driven with AppleScript",
+               qUtf8Printable(qview(row.displayName).toString()));
     return row;
 }
 
@@ -56,25 +55,25 @@ QString AppleScriptDriver::literal(const QString &command)
     return u'"' + text + u'"';
 }
 
-QString AppleScriptDriver::openScript(const QString &command, TerminalApp terminal)
+QString AppleScriptDriver::openScript(const QString &command, const TerminalTraits &terminal)
 {
     return fill(scriptable(terminal).openScript, literal(command), {});
 }
 
 QString AppleScriptDriver::runScript(const QString &command, std::int64_t windowId,
-                                     TerminalApp terminal)
+                                     const TerminalTraits &terminal)
 {
     return runScript(command, QString::number(windowId), terminal);
 }
 
 QString AppleScriptDriver::runScript(const QString &command, const QString &windowId,
-                                     TerminalApp terminal)
+                                     const TerminalTraits &terminal)
 {
     return fill(scriptable(terminal).runScript, literal(command), windowId);
 }
 
-std::variant<std::int64_t, ScriptError> AppleScriptDriver::openWindowAndRun(const QString &command,
-                                                                            TerminalApp terminal)
+std::variant<std::int64_t, ScriptError>
+AppleScriptDriver::openWindowAndRun(const QString &command, const TerminalTraits &terminal)
 {
     auto result = execute(openScript(command, terminal));
     if (auto *error = std::get_if<ScriptError>(&result))
@@ -83,7 +82,7 @@ std::variant<std::int64_t, ScriptError> AppleScriptDriver::openWindowAndRun(cons
 }
 
 std::optional<ScriptError> AppleScriptDriver::run(const QString &command, std::int64_t windowId,
-                                                  TerminalApp terminal)
+                                                  const TerminalTraits &terminal)
 {
     auto result = execute(runScript(command, windowId, terminal));
     if (auto *error = std::get_if<ScriptError>(&result))

@@ -7,24 +7,17 @@
 
 namespace corvane {
 
-class Platform;
-
-// The modal alerts that end a failed run.
+// The texts of the modal alerts that end a failed run: message and informative text.
 class LaunchAlerts final {
 public:
-    explicit LaunchAlerts(Platform &platform);
+    LaunchAlerts() = delete;
 
     // The AppleScript error number for "not allowed to send Apple events to this application".
     static constexpr std::int64_t automationDenied = -1743;
 
     // The permission alert for automationDenied, the failure alert for everything else.
-    void showAlert(const ScriptError &error);
-    void showNotInstalledAlert(TerminalApp terminal);
-    // The not-installed alert's message and informative text.
+    static std::pair<QString, QString> failureText(const ScriptError &error);
     static std::pair<QString, QString> notInstalledText(TerminalApp terminal);
-
-private:
-    Platform &m_platform;
 };
 
 } // namespace corvane

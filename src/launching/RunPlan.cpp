@@ -108,19 +108,12 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringLi
     RunPlan plan;
     const TerminalTraits &row = traits(config.terminalApp);
     plan.row = &row;
-    const QString bundle = qview(row.bundleIdentifier).toString();
-    plan.installed = platform.applicationLocation(bundle).has_value();
+    const std::optional<QString> location = platform.terminalLocation(row.app);
+    plan.installed = location.has_value();
     if (!plan.installed)
         return plan;
 
     const QString shell = platform.windowShell();
-    std::optional<QString> program;
-    if (row.starter == TerminalStarter::bundledBinary) {
-        program = platform.bundledExecutable(bundle, qview(row.bundleExecutable).toString());
-        if (!program)
-            plan.failure = ScriptError{0, qview(row.displayName).toString() +
-                                              u" doesn’t seem to be installed."_s};
-    }
 
     QStringList sessions = takenSessions;
     if (typesThroughTmux(config)) {
@@ -166,9 +159,7 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringLi
                 line = PackedCommandBuilder::windowLine(command, shell, notices);
             }
             const QStringList arguments = packedArguments(row, shell, group.name, line);
-            window.process = row.starter == TerminalStarter::open
-                                 ? platform.openCommand(bundle, arguments)
-                                 : ProcessCommand{program.value_or(QString()), arguments};
+            window.process = platform.newWindowCommand(row.app, *location, arguments);
             window.process.workingDirectory = window.folder;
             break;
         }

@@ -2,7 +2,6 @@
 
 #include "AppConfig.h"
 #include "Platform.h"
-#include "ScriptError.h"
 #include "TerminalTable.h"
 #include "TmuxTyper.h"
 
@@ -62,8 +61,6 @@ struct RunPlan {
 
     const TerminalTraits *row = nullptr; // the chosen terminal, looked up here only
     bool installed = false;
-    // A failure the run meets before its first window opens (the terminal's program is missing).
-    std::optional<ScriptError> failure;
     QList<PlannedWindow> windows; // those with something to run, in order
     // Typing through tmux: tmux's path, or nothing when it is not installed.
     std::optional<QString> tmux;

@@ -65,10 +65,6 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
         preview.problem = message + u". "_s + informative;
         return preview;
     }
-    if (plan.failure && !plan.windows.isEmpty()) {
-        preview.problem = plan.failure->message;
-        return preview;
-    }
     const QString windowSlot = qview(scriptWindowSlot).toString();
     for (const PlannedWindow &window : plan.windows) {
         switch (plan.row->launchStyle) {
@@ -78,8 +74,8 @@ RunPreview RunPreview::of(const RunPlan &plan, Platform &platform)
             for (const TypedCommand &typed : window.typed) {
                 scripted.scripts.append(
                     {scripted.scripts.isEmpty()
-                         ? AppleScriptDriver::openScript(typed.command, terminal)
-                         : AppleScriptDriver::runScript(typed.command, windowSlot, terminal),
+                         ? AppleScriptDriver::openScript(typed.command, *plan.row)
+                         : AppleScriptDriver::runScript(typed.command, windowSlot, *plan.row),
                      typed.waitAfter});
             }
             break;

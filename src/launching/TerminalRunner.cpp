@@ -9,7 +9,7 @@
 #include "TmuxSessions.h"
 #include "WarpLauncher.h"
 
-#include <variant>
+#include <optional>
 
 namespace corvane {
 
@@ -17,15 +17,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// How a strategy ended: it went through every window, a step failed, or a wait was cancelled.
-struct Completed {};
-struct Cancelled {};
-using Ending = std::variant<Completed, ScriptError, Cancelled>;
+// How a strategy ended: it went through every window, or a step failed.
+using Ending = std::optional<ScriptError>;
 
 QCoro::Task<Ending> typeIntoWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper)
 {
     AppleScriptDriver driver(platform);
-    const TerminalApp terminal = plan.row->app;
+    const TerminalTraits &terminal = *plan.row;
     for (const PlannedWindow &window : plan.windows) {
         std::int64_t windowId = 0;
         for (qsizetype i = 0; i < window.typed.size(); ++i) {
@@ -38,11 +36,10 @@ QCoro::Task<Ending> typeIntoWindows(const RunPlan &plan, Platform &platform, Sle
             } else if (auto error = driver.run(typed.command, windowId, terminal)) {
                 co_return std::move(*error);
             }
-            if (!co_await sleeper.sleepFor(typed.waitAfter))
-                co_return Cancelled{};
+            co_await sleeper.sleepFor(typed.waitAfter);
         }
     }
-    co_return Completed{};
+    co_return std::nullopt;
 }
 
 QCoro::Task<Ending> launchPackedWindows(const RunPlan &plan, Platform &platform, Sleeper &sleeper,
@@ -50,34 +47,30 @@ QCoro::Task<Ending> launchPackedWindows(const RunPlan &plan, Platform &platform,
 {
     PackedWindowLauncher launcher(platform, *plan.row);
     for (const PlannedWindow &window : plan.windows) {
-        if (plan.failure)
-            co_return *plan.failure;
         // Typed through tmux: the session first, so that the window has something to attach to.
         if (window.tmuxSession && tmux) {
             if (auto error = co_await tmux->open(*window.tmuxSession, window.tmuxWindow))
                 co_return std::move(*error);
         }
         auto error = launcher.launch(window.process);
-        if (!error && !co_await sleeper.sleepFor(packedWindowPause))
-            co_return Cancelled{};
-        if (!error)
+        if (!error) {
+            co_await sleeper.sleepFor(packedWindowPause);
             error = launcher.failureRightAfterStart();
+        }
         if (error) {
             if (window.tmuxSession && tmux)
                 tmux->end(*window.tmuxSession); // no window shows it
-            co_return std::move(*error);
+            co_return error;
         }
     }
-    co_return Completed{};
+    co_return std::nullopt;
 }
 
 Ending openWarpWindows(const RunPlan &plan, Platform &platform)
 {
     if (plan.windows.isEmpty())
-        return Completed{};
-    if (auto error = WarpLauncher(platform).launchWarp(WarpLauncher::windowsOf(plan)))
-        return std::move(*error);
-    return Completed{};
+        return std::nullopt;
+    return WarpLauncher(platform).launchWarp(WarpLauncher::windowsOf(plan));
 }
 
 } // namespace
@@ -97,7 +90,6 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     setRunning(true);
     const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
-    LaunchAlerts alerts(m_platform);
     // New sessions must not take the names of those on the server now.
     QStringList takenSessions;
     if (RunPlan::typesThroughTmux(config)) {
@@ -114,13 +106,12 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     }
     const RunPlan plan = RunPlan::of(config, m_platform, takenSessions);
     if (!plan.installed) {
-        alerts.showNotInstalledAlert(plan.row->app);
+        alert(LaunchAlerts::notInstalledText(plan.row->app));
         setRunning(false);
         co_return;
     }
     if (plan.tmuxMissing && !plan.windows.isEmpty()) {
-        const auto [message, informative] = TmuxSessions::missingText();
-        m_platform.showAlert(message, informative);
+        alert(TmuxSessions::missingText());
         setRunning(false);
         co_return;
     }
@@ -139,9 +130,15 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     }
 
     // The alert is shown while the run still counts as under way.
-    if (const auto *error = std::get_if<ScriptError>(&ending))
-        alerts.showAlert(*error);
+    if (ending)
+        alert(LaunchAlerts::failureText(*ending));
     setRunning(false);
+}
+
+void TerminalRunner::alert(const std::pair<QString, QString> &text)
+{
+    Q_EMIT alerting(text.first, text.second);
+    m_platform.showAlert(text.first, text.second);
 }
 
 void TerminalRunner::setRunning(bool running)

@@ -6,6 +6,7 @@
 #include <QObject>
 
 #include <memory>
+#include <utility>
 
 namespace corvane {
 
@@ -34,9 +35,12 @@ Q_SIGNALS:
     // A window typed into through tmux waits for the user ("Window “api” is waiting for your
     // input"): a program there asks for a password or a host key.
     void inputWanted(const QString &message);
+    // The run shows this alert and ends once it is dismissed.
+    void alerting(const QString &messageText, const QString &informativeText);
 
 private:
     void setRunning(bool running);
+    void alert(const std::pair<QString, QString> &text);
 
     Platform &m_platform;
     Sleeper &m_sleeper;

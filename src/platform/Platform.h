@@ -1,5 +1,8 @@
 #pragma once
 
+#include "TerminalApp.h"
+
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -56,18 +59,22 @@ public:
     // the XDG config home on Linux). Never empty.
     virtual QString applicationSupportDirectory() const = 0;
 
-    // Where the application with this bundle identifier is installed, or nothing.
-    virtual std::optional<QString> applicationLocation(const QString &bundleIdentifier) const = 0;
+    // Whether `terminal` is made for this system at all, installed or not: Terminal and iTerm2
+    // only for macOS, the Linux desktops' terminals only for Linux.
+    virtual bool supports(TerminalApp terminal) const = 0;
 
-    // The program that runs `executableName` inside the application with this bundle
-    // identifier, or nothing when that application is not installed.
-    virtual std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
-                                                     const QString &executableName) const = 0;
+    // Where `terminal` is installed (its application bundle, its program), or nothing.
+    virtual std::optional<QString> terminalLocation(TerminalApp terminal) const = 0;
 
-    // The process that does what `/usr/bin/open <openArguments>` does for the application with
-    // this bundle identifier. `openArguments` has the form `-na X.app --args ...`.
-    virtual ProcessCommand openCommand(const QString &bundleIdentifier,
-                                       const QStringList &openArguments) const = 0;
+    // The process that opens a new window of `terminal`, installed at `location`, whose program
+    // is given `arguments` (the terminal's options, then the window's shell and command line).
+    virtual ProcessCommand newWindowCommand(TerminalApp terminal, const QString &location,
+                                            const QStringList &arguments) const = 0;
+
+    // The terminals this system prefers, most preferred first (on Linux, $TERMINAL, the desktop's
+    // lists and settings, x-terminal-emulator, the desktop's own terminal; on macOS, Terminal).
+    // They may not be installed.
+    virtual QList<TerminalApp> preferredTerminals() const = 0;
 
     // Starts a process and returns at once, without waiting for it; the child inherits
     // environment and standard input and output, and the working directory unless the command
@@ -83,15 +90,6 @@ public:
 
     // Compiles and runs one AppleScript source text, blocking until it is done.
     virtual AppleScriptOutcome executeAppleScript(const QString &source) = 0;
-
-    // Whether Terminal and iTerm2, the terminals typed into command by command, can exist here
-    // (macOS). Where they cannot, the editor keeps every group's steps editable.
-    virtual bool canTypeIntoTerminals() const = 0;
-
-    // Bundle identifiers of the terminals this desktop prefers, most preferred first (on Linux,
-    // $TERMINAL, the desktop's lists and settings, x-terminal-emulator, the desktop's own
-    // terminal). They may not be installed.
-    virtual QStringList preferredTerminals() const = 0;
 
     // Where the command-line program `name` (tmux) is installed, or nothing.
     virtual std::optional<QString> programPath(const QString &name) const = 0;

@@ -12,8 +12,8 @@ class Sleeper {
 public:
     virtual ~Sleeper() = default;
 
-    // Resumes the caller after `duration`; false when the wait was cancelled.
-    virtual QCoro::Task<bool> sleepFor(std::chrono::nanoseconds duration) = 0;
+    // Resumes the caller after `duration`, never sooner.
+    virtual QCoro::Task<> sleepFor(std::chrono::nanoseconds duration) = 0;
 };
 
 } // namespace corvane

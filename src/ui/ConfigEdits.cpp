@@ -75,7 +75,7 @@ QList<TerminalApp> installedTerminals(const Platform &platform)
 {
     QList<TerminalApp> result;
     for (TerminalApp app : allTerminalApps) {
-        if (platform.applicationLocation(bundleIdentifier(app)))
+        if (platform.terminalLocation(app))
             result.append(app);
     }
     return result;
@@ -83,13 +83,7 @@ QList<TerminalApp> installedTerminals(const Platform &platform)
 
 QList<TerminalApp> fallbackCandidates(const Platform &platform)
 {
-    QList<TerminalApp> candidates;
-    if (platform.canTypeIntoTerminals())
-        return candidates;
-    for (const QString &id : platform.preferredTerminals()) {
-        if (const auto app = terminalAppFromBundleIdentifier(id))
-            candidates.append(*app);
-    }
+    QList<TerminalApp> candidates = platform.preferredTerminals();
     candidates.append(QList<TerminalApp>(allTerminalApps.begin(), allTerminalApps.end()));
     return candidates;
 }

@@ -32,8 +32,8 @@ bool editGroup(AppConfig &config, const QUuid &id, const std::function<void(TabG
 
 // The terminals found on this machine, in the order they are offered.
 QList<TerminalApp> installedTerminals(const Platform &platform);
-// The terminals to fall back on, in order, when the chosen one is not installed: none where
-// Terminal always exists (macOS); elsewhere the desktop's preferred ones, then every terminal.
+// The terminals to fall back on, in order, when the chosen one is not installed: those the system
+// prefers (on macOS, Terminal), then every terminal.
 QList<TerminalApp> fallbackCandidates(const Platform &platform);
 // The terminal to switch to when `current` is not installed: the first installed candidate, or
 // Terminal when there is none. Nothing when `current` is installed.

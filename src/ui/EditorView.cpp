@@ -32,12 +32,18 @@ namespace corvane {
 
 namespace {
 
+// Terminal and iTerm2, typed into command by command, exist on macOS only.
+bool typedTerminalsExist(const Platform &platform)
+{
+    return platform.supports(TerminalApp::appleTerminal);
+}
+
 // Where commands are typed into a terminal one at a time (macOS), a slow command needs a delay
 // after it. Elsewhere each window runs its commands as one line, the rest after `ssh` on the
 // remote once it has connected, so that advice would only slow the windows down.
-QString introText(bool canTypeIntoTerminals)
+QString introText(bool typedTerminals)
 {
-    if (canTypeIntoTerminals)
+    if (typedTerminals)
         return QStringLiteral(
             "Each group opens its own terminal window and types its commands in order. Add a "
             "delay after any command that needs time to finish — e.g. 2–3 seconds after "
@@ -50,9 +56,9 @@ QString introText(bool canTypeIntoTerminals)
 
 // On macOS a warning that the chosen terminal works differently from Terminal and iTerm2; where
 // every terminal works this way it is only a word on what the preview is.
-QString noticeText(TerminalApp app, bool canTypeIntoTerminals)
+QString noticeText(TerminalApp app, bool typedTerminals)
 {
-    if (!canTypeIntoTerminals)
+    if (!typedTerminals)
         return QStringLiteral("Corvane hands each window’s commands to ") + displayName(app) +
                QStringLiteral(" as one command line, shown in the window’s card. “Edit This "
                               "Command” lets you change it by hand.");
@@ -131,7 +137,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
     stack->setContentsMargins(20, 20, 20, 20);
     stack->setSpacing(14);
 
-    auto *explanation = ui::secondaryLabel(introText(m_platform.canTypeIntoTerminals()),
+    auto *explanation = ui::secondaryLabel(introText(typedTerminalsExist(m_platform)),
                                            ui::TextStyle::callout, content, true);
     explanation->setObjectName(QStringLiteral("explanation"));
     explanation->setTextFormat(Qt::RichText);
@@ -467,15 +473,15 @@ void EditorView::sync()
     // Typed through tmux, the commands are not combined into one line.
     const bool combines = combinesCommands(config.terminalApp) &&
                           !(!m_typeThroughTmux->isHidden() && m_typeThroughTmux->isChecked());
-    const bool noTerminal = m_installed.isEmpty() && !m_platform.canTypeIntoTerminals();
+    const bool noTerminal = m_installed.isEmpty() && !typedTerminalsExist(m_platform);
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)
         m_notice->setText(noTerminalText());
     else if (combines)
-        m_notice->setText(noticeText(config.terminalApp, m_platform.canTypeIntoTerminals()));
+        m_notice->setText(noticeText(config.terminalApp, typedTerminalsExist(m_platform)));
     // A warning where something is wrong or differs from the usual; otherwise plain information.
     QPalette noticePalette = m_notice->palette();
-    noticePalette.setColor(QPalette::WindowText, noTerminal || m_platform.canTypeIntoTerminals()
+    noticePalette.setColor(QPalette::WindowText, noTerminal || typedTerminalsExist(m_platform)
                                                      ? noticeOrange()
                                                      : palette().color(QPalette::PlaceholderText));
     m_notice->setPalette(noticePalette);
@@ -526,7 +532,7 @@ void EditorView::syncGroups()
 GroupEditor *EditorView::makeGroupEditor(const QUuid &id)
 {
     auto *editor = new GroupEditor(id);
-    editor->setStepsAlwaysShown(!m_platform.canTypeIntoTerminals());
+    editor->setStepsAlwaysShown(!typedTerminalsExist(m_platform));
     connect(editor, &GroupEditor::groupEdited, this, [this, id](const TabGroup &group) {
         edit([&](AppConfig &c) { edits::editGroup(c, id, [&](TabGroup &g) { g = group; }); });
     });

@@ -9,16 +9,12 @@ class TestTerminalApp final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // The default configuration's contents are tst_configcodec's (an empty file reads as it).
     void defaultsAndEquality()
     {
         const AppConfig config, other;
-        QCOMPARE(config.terminalApp, TerminalApp::appleTerminal);
-        QCOMPARE(config.groups.size(), 1);
         const TabGroup &group = config.groups[0];
-        QCOMPARE(group.name, u"Window 1"_s);
         QVERIFY(!group.packedOverride);
-        QCOMPARE(group.commands.size(), 1);
-        QVERIFY(group.commands[0].command.isEmpty() && group.commands[0].delayAfter == 0);
         QCOMPARE(group.id.version(), QUuid::Random);
         // Fresh identities every time, so two defaults never compare equal.
         QVERIFY(other.groups[0].id != group.id);
@@ -31,14 +27,13 @@ private Q_SLOTS:
         QVERIFY(copy != config);
     }
 
-    // The raw values are what configuration files hold: renaming one loses users' choice.
+    // The raw values are what configuration files hold: renaming one loses users' choice. (The
+    // table's static_assert keeps them unique, so each reads back as its own case.)
     void rawValues()
     {
         QStringList listed;
-        for (TerminalApp app : allTerminalApps) {
+        for (TerminalApp app : allTerminalApps)
             listed.append(rawValue(app));
-            QCOMPARE(terminalAppFromRawValue(rawValue(app)), std::optional(app));
-        }
         QCOMPARE(listed.join(u' '),
                  u"appleTerminal iterm2 ghostty warp kitty wezterm alacritty tabby "
                  u"gnomeTerminal konsole xfce4Terminal mateTerminal tilix terminator xterm foot"_s);

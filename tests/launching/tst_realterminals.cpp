@@ -111,7 +111,7 @@ class RealTerminalsTest final : public QObject {
 
     void runAll(const AppConfig &config)
     {
-        if (!platform.applicationLocation(bundleIdentifier(config.terminalApp)))
+        if (!platform.terminalLocation(config.terminalApp))
             QSKIP("Not installed");
         AlertCatcher alerts;
         BootTimeSleeper sleeper;

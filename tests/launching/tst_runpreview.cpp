@@ -51,7 +51,7 @@ private Q_SLOTS:
         QFETCH(bool, installed);
         FakePlatform platform;
         if (installed)
-            platform.install(bundleIdentifier(terminal));
+            platform.install(terminal);
         const AppConfig config = awkwardConfig(terminal);
 
         const RunPreview preview = RunPreview::of(config, platform);

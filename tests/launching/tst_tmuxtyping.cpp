@@ -288,7 +288,7 @@ PS1="$1\$ " exec sh -i
     void thePlanTypesThroughTmux()
     {
         FakePlatform fake;
-        fake.install(u"xterm"_s, u"/usr/bin/xterm"_s);
+        fake.install(TerminalApp::xterm, u"/usr/bin/xterm"_s);
         fake.shell = u"/bin/bash"_s;
         AppConfig config{TerminalApp::xterm,
                          {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
@@ -321,7 +321,7 @@ PS1="$1\$ " exec sh -i
         QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
 
         config.terminalApp = TerminalApp::warp;
-        fake.install(u"dev.warp.Warp-Stable"_s);
+        fake.install(TerminalApp::warp);
         QVERIFY(!RunPlan::of(config, fake).windows[0].tmuxSession);
     }
 };

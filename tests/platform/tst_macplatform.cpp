@@ -1,5 +1,6 @@
 // The macOS platform without its Cocoa calls, run here for real: stand-ins for osascript and
-// `open` that record what they were given, real process starts, real alerts and real timers.
+// `open` that answer as the real ones do on a Mac and record what they were given, real process
+// starts, real alerts and real timers.
 #include "AlertCatcher.h"
 #include "ContinuousClockSleeper.h"
 #include "FakeSleeper.h"
@@ -9,6 +10,9 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
+
+#include <csignal>
 
 using namespace corvane;
 using namespace corvane::testing;
@@ -23,6 +27,16 @@ QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// One line per outcome, so that tables can name what they expect.
+QString describe(const AppleScriptOutcome &outcome)
+{
+    if (const auto *result = std::get_if<AppleScriptResult>(&outcome))
+        return u"result %1"_s.arg(result->value);
+    const auto &failure = std::get<AppleScriptFailure>(outcome); // throws on no outcome at all
+    return u"failure %1 | %2"_s.arg(failure.number ? QString::number(*failure.number) : u"none"_s,
+                                    failure.message.value_or(u"none"_s));
 }
 
 } // namespace
@@ -65,6 +79,14 @@ class MacPlatformTest final : public QObject {
         return result;
     }
 
+    // A stand-in osascript that records its arguments, one a line, then the script it was given.
+    void osascript(const QByteArray &body)
+    {
+        QVERIFY(writeExecutable(bin.filePath(u"osascript"_s),
+                                "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.in\"\ncat >> \"$0.in\"\n" +
+                                    body));
+    }
+
     // Runs `config` to its end; gives the activations and alerts.
     QStringList run(MacPlatform &platform, Sleeper &sleeper, const AppConfig &config)
     {
@@ -76,62 +98,114 @@ class MacPlatformTest final : public QObject {
     }
 
 private Q_SLOTS:
-    // A stand-in `open` that keeps the arguments of its last call, one a line, and fails as the
-    // real one does when Launch Services cannot start the application.
+    // A stand-in `open` that keeps the arguments of its last call, one a line.
     void initTestCase()
     {
         QVERIFY(writeExecutable(
             bin.filePath(u"open"_s),
-            "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.tmp\"\nmv \"$0.tmp\" \"$0.log\"\n"
-            "echo 'LSOpenURLsWithRole() failed with error -10810.' >&2\nexit 1\n"));
+            "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.tmp\"\nmv \"$0.tmp\" \"$0.log\"\n"));
     }
 
-    // `open` takes the recipe's arguments as they are; other terminals start from inside their
-    // bundles (the recipes themselves are the runner's tests).
-    void terminalsAreFoundInBundles()
+    // Launch Services finds a terminal by its bundle identifier; Ghostty and Tabby open a new
+    // instance through `open`, the others start from inside their bundles. The terminals of Linux
+    // desktops do not exist here. (What the terminal's program is given is the runner's test.)
+    void terminalsAreBundles()
     {
         MacPlatform platform(system());
-        QCOMPARE(platform.openCommand(u"com.mitchellh.ghostty"_s, {u"-na"_s, u"Ghostty.app"_s}),
-                 (ProcessCommand{bin.filePath(u"open"_s), {u"-na"_s, u"Ghostty.app"_s}}));
-        QCOMPARE(platform.bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
-                 u"/A/org.alacritty/Contents/MacOS/alacritty"_s);
-        QCOMPARE(MacPlatform(system(false)).bundledExecutable(u"org.alacritty"_s, u"alacritty"_s),
-                 std::nullopt);
+        QCOMPARE(platform.terminalLocation(TerminalApp::alacritty), u"/A/org.alacritty"_s);
+        QCOMPARE(platform.terminalLocation(TerminalApp::konsole), std::nullopt);
+        QCOMPARE(MacPlatform(system(false)).terminalLocation(TerminalApp::iterm2), std::nullopt);
+        QVERIFY(platform.supports(TerminalApp::appleTerminal) &&
+                !platform.supports(TerminalApp::foot));
+        const QStringList arguments{u"run"_s, zsh, u"-ilc"_s, u"top"_s};
+        QCOMPARE(platform.newWindowCommand(TerminalApp::tabby, u"/A/org.tabby"_s, arguments),
+                 (ProcessCommand{bin.filePath(u"open"_s),
+                                 QStringList{u"-na"_s, u"Tabby.app"_s, u"--args"_s} + arguments}));
+        QCOMPARE(platform.newWindowCommand(TerminalApp::kitty, u"/A/kitty.app"_s, arguments),
+                 (ProcessCommand{u"/A/kitty.app/Contents/MacOS/kitty"_s, arguments}));
+        QCOMPARE(platform.preferredTerminals(), QList{TerminalApp::appleTerminal});
+    }
+
+    // Each row is what a stand-in osascript prints (stdout, or stderr with a non-zero exit) and
+    // the outcome it must give.
+    void scriptOutcomes_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("expected");
+        const auto fails = [](const char *report) {
+            return "echo '" + QByteArray(report) + "' >&2\nexit 1\n";
+        };
+        QTest::newRow("integer, log on stderr")
+            << QByteArray("echo 'a log line' >&2\necho 4711\n") << u"result 4711"_s;
+        // AppleScript makes a real of an integer past 2^29.
+        QTest::newRow("real") << QByteArray("echo 1.2E+9\n") << u"result 0"_s;
+        QTest::newRow("not authorized")
+            << fails("0:5: execution error: Not authorized to send Apple events. (-1743)")
+            << u"failure -1743 | Not authorized to send Apple events."_s;
+        // Lines printed before the report (a framework's warnings) are not part of it.
+        QTest::newRow("syntax, after a warning")
+            << fails("x[1:2] error: warning (5)\n2:9: syntax error: Expected \"}\". (-2741)")
+            << u"failure -2741 | Expected \"}\"."_s;
+        // Localised, with parentheses of its own: only the group at the very end is the number.
+        QTest::newRow("localised") << fails("4:6: execution error: fenêtre (2) fermée. (-1728)")
+                                   << u"failure -1728 | fenêtre (2) fermée."_s;
+        QTest::newRow("parentheses, no number")
+            << fails("0:18: execution error: Something (went wrong)")
+            << u"failure none | Something (went wrong)"_s;
+        QTest::newRow("number, no message")
+            << fails("LSOpenURLsWithRole() failed (-10810)") << u"failure -10810 | none"_s;
+    }
+    void scriptOutcomes()
+    {
+        QFETCH(QByteArray, body);
+        osascript(body);
+        // What the driver sends: quotes, backslashes, line breaks and non-ASCII text.
+        const QString source = u"tell application \"Terminal\"\n    do script \"echo \\\"é’\\\" "
+                               u"\\\\ x\"\nend tell"_s;
+        QTEST(describe(MacPlatform(system()).executeAppleScript(source)), "expected");
+        QCOMPARE(readAll(bin.filePath(u"osascript.in"_s)), "-\n" + source.toUtf8());
+    }
+
+    // As when macOS shows its permission question and nobody answers: the script is stopped and
+    // reaped at the deadline, and the loop serves meanwhile. A missing osascript says so.
+    void hungOrMissingOsascript()
+    {
+        osascript("echo $$ > \"$0.pid\"\nexec sleep 60\n");
+        MacPlatform::System stood = system();
+        stood.scriptDeadline = 300ms;
+        bool loopServed = false;
+        QTimer::singleShot(0, this, [&] { loopServed = true; });
+        QString outcome = describe(MacPlatform(stood).executeAppleScript(u"1"_s));
+        QVERIFY(loopServed);
+        QVERIFY2(outcome.startsWith(u"failure -1712 | "_s) &&
+                     outcome.contains(u"answer that question"_s),
+                 qPrintable(outcome));
+        QCOMPARE(::kill(readAll(bin.filePath(u"osascript.pid"_s)).trimmed().toInt(), 0), -1);
+
+        stood.osascript = bin.filePath(u"absent"_s);
+        outcome = describe(MacPlatform(stood).executeAppleScript(u"1"_s));
+        QVERIFY2(outcome.startsWith(u"failure 0 | Couldn’t start osascript: "_s),
+                 qPrintable(outcome));
     }
 
     // A refusal of Apple events brings Corvane to the front (or the alert opens behind) with the
-    // permission alert. (What osascript is given and what its answers mean are
-    // tst_osascriptexecutor's; how the runner uses them, tst_terminalrunner's.)
+    // permission alert; the run holds off App Nap from start to end. (A terminal that fails right
+    // after starting, `open` included, is LinuxPlatform's test: the same spawner.)
     void refusedAppleEventsBringCorvaneForward()
     {
-        QVERIFY(writeExecutable(bin.filePath(u"osascript"_s), R"sh(#!/bin/sh
-echo '0:5: execution error: Not authorized to send Apple events. (-1743)' >&2
-exit 1
-)sh"));
+        osascript("echo '0:5: execution error: Not authorized to send Apple events. (-1743)' >&2\n"
+                  "exit 1\n");
         MacPlatform platform(system());
         FakeSleeper sleeper;
-        // The alert's text is the runner's own, checked with it.
         QCOMPARE(
-            run(platform, sleeper, {TerminalApp::appleTerminal, {group(u"a"_s, {step(u"ls"_s)})}})
-                .join(u'|')
-                .section(u':', 0, 0),
-            u"activity begins|activate|Corvane isn’t allowed to control your terminal app"_s);
-    }
-
-    // Installed as far as Launch Services knows; `open` still has the last word, and says why.
-    // The run holds off App Nap from start to end. (What `open` is given is the runner's test.)
-    void openFailingRightAfterStartEndsTheRun()
-    {
-        MacPlatform platform(system());
-        ContinuousClockSleeper sleeper;
-        QCOMPARE(run(platform, sleeper,
-                     {TerminalApp::ghostty,
-                      {group(u"a"_s, {step(u"top"_s)}), group(u"b"_s, {step(u"pwd"_s)})}}),
-                 (QStringList{u"activity begins"_s, u"activate"_s,
-                              u"Couldn’t run your commands: Couldn’t launch Ghostty: it exited "
-                              u"with status 1 right after starting.\n\nLSOpenURLsWithRole() "
-                              u"failed with error -10810."_s,
-                              u"activity ends"_s}));
+            run(platform, sleeper, {TerminalApp::appleTerminal, {group(u"a"_s, {step(u"ls"_s)})}}),
+            (QStringList{u"activity begins"_s, u"activate"_s,
+                         u"Corvane isn’t allowed to control your terminal app: Grant permission "
+                         u"in System Settings → Privacy & Security → Automation → Corvane, and "
+                         u"enable your terminal app there.\n\nIf Corvane isn’t listed there, run "
+                         u"this in a terminal and try again:\ntccutil reset AppleEvents "
+                         u"io.github.corvane.Corvane"_s,
+                         u"activity ends"_s}));
     }
 
     // Start at login is Corvane's own login item, Run at login the bundled agent that adds
@@ -180,30 +254,21 @@ exit 1
         QCOMPARE(platform.loginStartNote().contains(u"Login Items"_s), approval);
     }
 
-    // The Finder may add a process serial number; it is no argument of the user's.
-    void processSerialNumberIsDropped()
+    // The Finder may add a process serial number, no argument of the user's; Application Support
+    // is ~/Library/Application Support itself, not a folder of Corvane's own inside it
+    // (XDG_DATA_HOME stands in for it here); a URL the desktop services refuse goes to `open`.
+    void systemServices()
     {
         QCOMPARE(MacPlatform::withoutProcessSerialNumber(
                      {u"/A/Corvane"_s, u"-psn_0_123"_s, u"run"_s, u"--dry-run"_s}),
                  (QStringList{u"/A/Corvane"_s, u"run"_s, u"--dry-run"_s}));
-    }
-
-    void urlGoesToOpenWhenDesktopServicesRefuse()
-    {
-        MacPlatform platform(system(false));
-        const QString url = u"warp://launch//Users/me/Library/Application%20Support/Corvane/"
-                            u"warp_launch.yaml"_s;
-        platform.openUrl(QUrl(url, QUrl::StrictMode));
-        QTRY_COMPARE(readAll(bin.filePath(u"open.log"_s)), url.toUtf8() + '\n');
-    }
-
-    // ~/Library/Application Support itself (XDG_DATA_HOME stands in for it here), not a folder of
-    // Corvane's own inside it.
-    void applicationSupportIsTheLibraryFolder()
-    {
         QTemporaryDir data;
         qputenv("XDG_DATA_HOME", QFile::encodeName(data.path()));
-        QCOMPARE(MacPlatform(system()).applicationSupportDirectory(), data.path());
+        MacPlatform platform(system());
+        QCOMPARE(platform.applicationSupportDirectory(), data.path());
+        const QString url = u"warp://launch//Users/me/Library/Application%20Support/x.yaml"_s;
+        platform.openUrl(QUrl(url, QUrl::StrictMode));
+        QTRY_COMPARE(readAll(bin.filePath(u"open.log"_s)), url.toUtf8() + '\n');
     }
 
     // Never short; and a wait across a sleep (the continuous clock jumps by an hour that the

@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QMap>
 #include <QTest>
 
 #include <functional>
@@ -28,21 +29,21 @@ public:
     };
 
     QString supportDirectory = u"/tmp/corvane-fake-support"_s;
-    QHash<QString, QString> installed; // bundle identifier -> location
+    QMap<TerminalApp, QString> installed; // terminal -> location
     QString shell = u"/bin/zsh"_s;
     QHash<QString, QString> programs;         // programPath(): name -> path
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
-    bool typesIntoTerminals = true;           // macOS unless a test says otherwise
-    QStringList preferred;                    // preferredTerminals()
+    bool macOS = true;                        // Terminal and iTerm2 exist (supports())
+    QList<TerminalApp> preferred;             // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
     std::function<void()> onAlert;            // runs while the alert is "on screen"
     LoginStart login = LoginStart::off;       // loginStart()
     std::optional<QString> loginFailure;      // setLoginStart fails so and changes nothing
     QList<Call> calls;
 
-    void install(const QString &id, const QString &at = {})
+    void install(TerminalApp app, const QString &at = {})
     {
-        installed.insert(id, at.isEmpty() ? u"/Applications/"_s + id : at);
+        installed.insert(app, at.isEmpty() ? u"/Applications/"_s + rawValue(app) : at);
     }
     QList<Call> callsOf(const QString &kind) const
     {
@@ -52,19 +53,21 @@ public:
     }
 
     QString applicationSupportDirectory() const override { return supportDirectory; }
-    std::optional<QString> applicationLocation(const QString &id) const override
+    bool supports(TerminalApp app) const override
     {
-        return installed.contains(id) ? std::optional(installed[id]) : std::nullopt;
+        return macOS || launchStyle(app) != TerminalLaunchStyle::appleScript;
     }
-    std::optional<QString> bundledExecutable(const QString &id, const QString &name) const override
+    std::optional<QString> terminalLocation(TerminalApp app) const override
     {
-        const auto at = applicationLocation(id);
-        return at ? std::optional(*at + u"/Contents/MacOS/"_s + name) : std::nullopt;
+        return installed.contains(app) ? std::optional(installed[app]) : std::nullopt;
     }
-    ProcessCommand openCommand(const QString &, const QStringList &arguments) const override
+    // The program at the location itself, as on Linux; how macOS starts them is MacPlatform's.
+    ProcessCommand newWindowCommand(TerminalApp, const QString &location,
+                                    const QStringList &arguments) const override
     {
-        return {u"/usr/bin/open"_s, arguments};
+        return {location, arguments};
     }
+    QList<TerminalApp> preferredTerminals() const override { return preferred; }
     std::optional<QString> startProcess(const ProcessCommand &command) override
     {
         calls.append({u"startProcess"_s, QStringList{command.program} + command.arguments});
@@ -73,8 +76,6 @@ public:
     }
     // Started processes keep running; real early exits are tried against LinuxPlatform.
     std::optional<ProcessEnd> endOfLastStarted() override { return std::nullopt; }
-    bool canTypeIntoTerminals() const override { return typesIntoTerminals; }
-    QStringList preferredTerminals() const override { return preferred; }
     bool trayIconIsTemplate() const override { return false; }
     void openUrl(const QUrl &url) override
     {

@@ -73,7 +73,7 @@ struct Fixture {
         : store(dir.path())
     {
         for (TerminalApp app : installed)
-            platform.install(bundleIdentifier(app));
+            platform.install(app);
         if (configure)
             configure(platform);
         store.setConfig(AppConfig{terminal, groups});
@@ -191,7 +191,7 @@ private Q_SLOTS:
         custom.packedOverride = oddText;
         Fixture f({group(u"Api"_s, {u"ssh box"_s, u"make"_s}), custom}, TerminalApp::kitty,
                   {TerminalApp::kitty, TerminalApp::xterm},
-                  [](auto &platform) { platform.typesIntoTerminals = false; }); // all controls
+                  [](auto &platform) { platform.macOS = false; });       // all controls
         QVERIFY(child<QWidget>(f.card(1), u"stepsBody"_s)->isVisible()); // beside the custom one
         const AppConfig before = f.store.config();
         action(f);
@@ -270,7 +270,7 @@ private Q_SLOTS:
         QFETCH(QString, intro);
         QFETCH(QString, notice);
         Fixture f({group(u"W"_s, {u"cd ~/app"_s})}, TerminalApp::kitty, {TerminalApp::kitty},
-                  [&](auto &platform) { platform.typesIntoTerminals = macOS; });
+                  [&](auto &platform) { platform.macOS = macOS; });
         QVERIFY(child<QLabel>(f.editor.get(), u"explanation"_s)->text().contains(intro));
         auto *label = child<QLabel>(f.editor.get(), u"combineNotice"_s);
         QVERIFY2(label->text().endsWith(notice), qPrintable(label->text()));
@@ -288,7 +288,7 @@ private Q_SLOTS:
         for (int i = 0; i < 300; ++i)
             commands.append(u"c%1 "_s.arg(i) + QString(70, u'.')); // a long combined command
         Fixture f({group(u"W"_s, commands, 3)}, TerminalApp::kitty, {TerminalApp::kitty},
-                  [](auto &platform) { platform.typesIntoTerminals = false; });
+                  [](auto &platform) { platform.macOS = false; });
         auto *bar = child<QScrollArea>(f.editor.get(), u"editorScroll"_s)->verticalScrollBar();
         QVERIFY(bar->isVisible()); // the rows not built still take their room
         QVERIFY(f.editor->findChildren<CommandRow *>().size() < 100);
@@ -429,7 +429,8 @@ private Q_SLOTS:
         QTest::newRow("none") << false << Terminals{xterm} << Terminals{} << wezterm
                               << appleTerminal;
         QTest::newRow("macOS: Terminal")
-            << true << Terminals{} << Terminals{iterm2, kitty} << wezterm << appleTerminal;
+            << true << Terminals{appleTerminal} << Terminals{iterm2, kitty, appleTerminal}
+            << wezterm << appleTerminal;
     }
 
     void terminalCheckOnAppearance()
@@ -440,9 +441,9 @@ private Q_SLOTS:
         QFETCH(TerminalApp, configured);
         QFETCH(TerminalApp, expected);
         Fixture f({group(u"W"_s, {u""_s})}, configured, installed, [&](auto &platform) {
-            platform.typesIntoTerminals = macOS;
+            platform.macOS = macOS;
             for (TerminalApp app : preferred)
-                platform.preferred.append(bundleIdentifier(app));
+                platform.preferred.append(app);
         });
         QCOMPARE(f.store.config().terminalApp, expected);
         QVERIFY(f.file().isEmpty()); // opening never creates config.json
@@ -455,7 +456,7 @@ private Q_SLOTS:
         // Every appearance checks again, and saves a replacement into an existing file.
         QVERIFY(f.store.save());
         f.editor->hide();
-        f.platform.installed.remove(bundleIdentifier(expected));
+        f.platform.installed.remove(expected);
         f.editor->show();
         const TerminalApp now = f.store.config().terminalApp;
         QVERIFY(now != expected || expected == TerminalApp::appleTerminal);

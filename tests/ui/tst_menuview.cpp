@@ -1,7 +1,7 @@
 #include "ConfigStore.h"
 #include "FakePlatform.h"
+#include "FakeSleeper.h"
 #include "FallbackWindow.h"
-#include "HeldSleeper.h"
 #include "Icons.h"
 #include "MenuView.h"
 #include "TerminalRunner.h"
@@ -40,12 +40,12 @@ struct Fixture {
         : store(dir.path()), runner(platform, sleeper), updater(QUrl(), u"1.0"_s),
           menu(store, runner, updater)
     {
-        platform.install(bundleIdentifier(TerminalApp::kitty));
+        platform.install(TerminalApp::kitty);
     }
 
     QTemporaryDir dir;
     testing::FakePlatform platform;
-    testing::HeldSleeper sleeper;
+    testing::FakeSleeper sleeper{true}; // holds every wait
     ConfigStore store;
     TerminalRunner runner;
     UpdateChecker updater;

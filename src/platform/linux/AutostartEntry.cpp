@@ -1,11 +1,11 @@
 #include "AutostartEntry.h"
 
+#include "AtomicFile.h"
 #include "ConfigHome.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 namespace corvane {
@@ -99,12 +99,10 @@ std::optional<QString> AutostartEntry::write(const QString &path, LoginStart sta
     }
     if (!QDir().mkpath(QFileInfo(path).absolutePath()))
         return u"Couldn’t create the folder %1"_s.arg(QFileInfo(path).absolutePath());
-    QSaveFile file(path);
-    const QByteArray contents = text(program, start == LoginStart::startAndRun).toUtf8();
-    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size() ||
-        !file.commit())
-        return file.errorString();
-    return std::nullopt;
+    // Readable by all, as desktop entries are: it holds nothing private.
+    return AtomicFile::write(path, text(program, start == LoginStart::startAndRun).toUtf8(),
+                             QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
+                                 QFile::ReadOther);
 }
 
 QString AutostartEntry::execArgument(const QString &argument)

@@ -96,21 +96,20 @@ QCoro::Task<> preciseTimerWait(std::chrono::nanoseconds duration)
 
 } // namespace
 
-QCoro::Task<bool> BootTimeSleeper::sleepFor(std::chrono::nanoseconds duration)
+QCoro::Task<> BootTimeSleeper::sleepFor(std::chrono::nanoseconds duration)
 {
     // A zero it_value would disarm the timer instead of expiring it.
     if (duration <= std::chrono::nanoseconds::zero())
-        co_return true;
+        co_return;
 
     const FileDescriptor timer(::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC));
     itimerspec expiry{};
     expiry.it_value = toTimespec(duration);
     if (timer.get() < 0 || ::timerfd_settime(timer.get(), 0, &expiry, nullptr) != 0) {
         co_await preciseTimerWait(duration);
-        co_return true;
+        co_return;
     }
     co_await TimerFdExpiry(timer.get());
-    co_return true;
 }
 
 } // namespace corvane

@@ -1,5 +1,6 @@
 #include "DesktopTerminals.h"
 
+#include "LinuxTerminals.h"
 #include "TerminalTable.h"
 
 #include <QDir>
@@ -17,8 +18,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The terminal that an executable ("/usr/bin/konsole", Debian's "gnome-terminal.wrapper") or a
-// desktop-file id ("Alacritty.desktop", "org.kde.konsole.desktop") names, or an empty text.
-QString terminalNamed(const QString &path)
+// desktop-file id ("Alacritty.desktop", "org.kde.konsole.desktop") names, or nothing.
+std::optional<TerminalApp> terminalNamed(const QString &path)
 {
     QString name = QFileInfo(path).fileName();
     for (const QStringView suffix : {u".desktop", u".wrapper"}) {
@@ -27,19 +28,18 @@ QString terminalNamed(const QString &path)
     }
     // Desktop ids are reverse-DNS names that often end in the executable's name.
     const QString lastPart = name.section(u'.', -1);
-    for (const TerminalTraits &row : terminalTable) {
-        const QStringView executable = qview(row.linuxExecutable);
-        if (!executable.isEmpty() &&
-            (name.compare(executable, Qt::CaseInsensitive) == 0 ||
-             name.compare(qview(row.bundleIdentifier), Qt::CaseInsensitive) == 0 ||
-             lastPart.compare(executable, Qt::CaseInsensitive) == 0))
-            return qview(row.bundleIdentifier).toString();
+    for (const LinuxTerminal &row : linuxTerminals) {
+        const QStringView program = qview(row.program);
+        if (!program.isEmpty() && (name.compare(program, Qt::CaseInsensitive) == 0 ||
+                                   name.compare(qview(row.desktopId), Qt::CaseInsensitive) == 0 ||
+                                   lastPart.compare(program, Qt::CaseInsensitive) == 0))
+            return row.app;
     }
-    return {};
+    return std::nullopt;
 }
 
 // The terminal a command line ("kitty -1") starts: its first word names the program.
-QString terminalOfCommand(const QString &command)
+std::optional<TerminalApp> terminalOfCommand(const QString &command)
 {
     return terminalNamed(command.trimmed().section(u' ', 0, 0));
 }
@@ -54,9 +54,10 @@ QStringList fileLines(const QString &path)
 
 // Entries of the freedesktop terminal lists: desktop-file ids, optionally with ":action";
 // lines starting with '#' are comments.
-QStringList listedTerminals(const QStringList &folders, const QStringList &desktops)
+QList<std::optional<TerminalApp>> listedTerminals(const QStringList &folders,
+                                                  const QStringList &desktops)
 {
-    QStringList listed;
+    QList<std::optional<TerminalApp>> listed;
     for (const QString &folder : folders) {
         QStringList names;
         for (const QString &desktop : desktops)
@@ -74,18 +75,18 @@ QStringList listedTerminals(const QStringList &folders, const QStringList &deskt
 }
 
 // GNOME's "default-applications.terminal exec", printed by gsettings as a quoted string.
-QString gnomeSetting()
+std::optional<TerminalApp> gnomeSetting()
 {
     const QString gsettings = QStandardPaths::findExecutable(u"gsettings"_s);
     if (gsettings.isEmpty())
-        return {};
+        return std::nullopt;
     QProcess process;
     process.start(gsettings,
                   {u"get"_s, u"org.gnome.desktop.default-applications.terminal"_s, u"exec"_s});
     if (!process.waitForFinished(2000) || process.exitCode() != 0) {
         process.kill();
         process.waitForFinished();
-        return {};
+        return std::nullopt;
     }
     QString value = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
     if (value.size() >= 2 && value.startsWith(u'\'') && value.endsWith(u'\''))
@@ -95,7 +96,7 @@ QString gnomeSetting()
 
 // KDE's TerminalService (a desktop-file id) or TerminalApplication (a command) in the [General]
 // group of the first kdeglobals that sets one.
-QString kdeSetting(const QStringList &folders)
+std::optional<TerminalApp> kdeSetting(const QStringList &folders)
 {
     for (const QString &folder : folders) {
         bool general = false;
@@ -113,12 +114,12 @@ QString kdeSetting(const QStringList &folders)
         if (!service.isEmpty() || !application.isEmpty())
             return service.isEmpty() ? terminalOfCommand(application) : terminalNamed(service);
     }
-    return {};
+    return std::nullopt;
 }
 
 } // namespace
 
-QStringList desktopPreferredTerminals()
+QList<TerminalApp> desktopPreferredTerminals()
 {
     const QStringList desktops =
         qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
@@ -134,7 +135,8 @@ QStringList desktopPreferredTerminals()
     folders.removeIf([](const QString &folder) { return QDir::isRelativePath(folder); });
     const bool gnome = on({u"GNOME", u"Unity", u"Budgie"});
 
-    QStringList candidates{terminalOfCommand(qEnvironmentVariable("TERMINAL"))};
+    QList<std::optional<TerminalApp>> candidates{
+        terminalOfCommand(qEnvironmentVariable("TERMINAL"))};
     candidates += listedTerminals(folders, desktops);
     if (gnome)
         candidates.append(gnomeSetting());
@@ -144,18 +146,18 @@ QStringList desktopPreferredTerminals()
         !alternative.isEmpty())
         candidates.append(terminalNamed(QFileInfo(alternative).canonicalFilePath()));
     if (gnome || on({u"X-Cinnamon"}))
-        candidates.append(u"org.gnome.Terminal"_s);
+        candidates.append(TerminalApp::gnomeTerminal);
     if (on({u"KDE"}))
-        candidates.append(u"org.kde.konsole"_s);
+        candidates.append(TerminalApp::konsole);
     if (on({u"XFCE"}))
-        candidates.append(u"xfce4-terminal"_s);
+        candidates.append(TerminalApp::xfce4Terminal);
     if (on({u"MATE"}))
-        candidates.append(u"mate-terminal"_s);
+        candidates.append(TerminalApp::mateTerminal);
 
-    QStringList preferred;
-    for (const QString &id : std::as_const(candidates)) {
-        if (!id.isEmpty() && !preferred.contains(id))
-            preferred.append(id);
+    QList<TerminalApp> preferred;
+    for (const std::optional<TerminalApp> &app : std::as_const(candidates)) {
+        if (app && !preferred.contains(*app))
+            preferred.append(*app);
     }
     return preferred;
 }

@@ -3,13 +3,13 @@
 #include "AutostartEntry.h"
 #include "ConfigHome.h"
 #include "DesktopTerminals.h"
+#include "LinuxTerminals.h"
 #include "TerminalTable.h"
 #include "WarningAlert.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
-#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <pwd.h>
@@ -17,52 +17,46 @@
 
 namespace corvane {
 
-LinuxPlatform::LinuxPlatform() = default;
+LinuxPlatform::System LinuxPlatform::realSystem()
+{
+    return {
+        .findProgram = [](const QString &name) { return QStandardPaths::findExecutable(name); }};
+}
+
+LinuxPlatform::LinuxPlatform(System system) : m_system(std::move(system))
+{
+}
 
 LinuxPlatform::~LinuxPlatform() = default;
-
-QString LinuxPlatform::executableName(const QString &bundleIdentifier)
-{
-    // Terminal and iTerm2 have no Linux build: they have no executable and are never installed.
-    const auto app = terminalAppFromBundleIdentifier(bundleIdentifier);
-    return app ? qview(traits(*app).linuxExecutable).toString() : QString();
-}
 
 QString LinuxPlatform::applicationSupportDirectory() const
 {
     return configHome();
 }
 
-std::optional<QString> LinuxPlatform::applicationLocation(const QString &bundleIdentifier) const
+bool LinuxPlatform::supports(TerminalApp terminal) const
 {
-    const QString name = executableName(bundleIdentifier);
-    if (name.isEmpty())
-        return std::nullopt;
-    const QString path = QStandardPaths::findExecutable(name);
-    if (path.isEmpty())
-        return std::nullopt;
-    return path;
+    return !linuxTerminal(terminal).program.empty();
 }
 
-std::optional<QString> LinuxPlatform::bundledExecutable(const QString &bundleIdentifier,
-                                                        const QString &) const
+std::optional<QString> LinuxPlatform::terminalLocation(TerminalApp terminal) const
 {
-    // A Linux "bundle" is the executable itself, whatever the macOS binary inside is called.
-    return applicationLocation(bundleIdentifier);
+    if (!supports(terminal))
+        return std::nullopt;
+    const QString path = m_system.findProgram(qview(linuxTerminal(terminal).program).toString());
+    return path.isEmpty() ? std::nullopt : std::optional(path);
 }
 
-ProcessCommand LinuxPlatform::openCommand(const QString &bundleIdentifier,
-                                          const QStringList &openArguments) const
+ProcessCommand LinuxPlatform::newWindowCommand(TerminalApp, const QString &location,
+                                               const QStringList &arguments) const
 {
-    // `open -na X.app --args ...` starts a new instance of X with the arguments after --args.
-    const qsizetype separator = openArguments.indexOf(QStringLiteral("--args"));
-    const QStringList arguments = separator < 0 ? QStringList{} : openArguments.mid(separator + 1);
-    // When the lookup fails the bare name is started anyway, so the failure reads as the
-    // system's own "No such file or directory".
-    QString program = applicationLocation(bundleIdentifier).value_or(QString{});
-    if (program.isEmpty())
-        program = executableName(bundleIdentifier);
-    return {program, arguments};
+    // Every terminal here opens a window when its program is started.
+    return {location, arguments};
+}
+
+QList<TerminalApp> LinuxPlatform::preferredTerminals() const
+{
+    return desktopPreferredTerminals();
 }
 
 std::optional<QString> LinuxPlatform::startProcess(const ProcessCommand &command)
@@ -73,16 +67,6 @@ std::optional<QString> LinuxPlatform::startProcess(const ProcessCommand &command
 std::optional<ProcessEnd> LinuxPlatform::endOfLastStarted()
 {
     return m_spawner.endOfLastStarted();
-}
-
-bool LinuxPlatform::canTypeIntoTerminals() const
-{
-    return false;
-}
-
-QStringList LinuxPlatform::preferredTerminals() const
-{
-    return desktopPreferredTerminals();
 }
 
 void LinuxPlatform::openUrl(const QUrl &url)
@@ -100,7 +84,7 @@ AppleScriptOutcome LinuxPlatform::executeAppleScript(const QString &)
 
 std::optional<QString> LinuxPlatform::programPath(const QString &name) const
 {
-    const QString path = QStandardPaths::findExecutable(name);
+    const QString path = m_system.findProgram(name);
     return path.isEmpty() ? std::nullopt : std::optional(path);
 }
 

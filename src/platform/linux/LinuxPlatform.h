@@ -3,32 +3,36 @@
 #include "DetachedSpawner.h"
 #include "Platform.h"
 
+#include <functional>
+
 namespace corvane {
 
-// Linux: terminals are executables on PATH, processes are spawned detached, alerts are
-// QMessageBoxes and URLs go through QDesktopServices (xdg-open). There is no AppleScript.
+// Linux: terminals are programs on PATH, processes are spawned detached, alerts are QMessageBoxes
+// and URLs go through QDesktopServices (xdg-open). There is no AppleScript.
 class LinuxPlatform final : public Platform {
 public:
-    LinuxPlatform();
+    // What the system provides, as functions that tests can stand in for; by default the real
+    // ones.
+    struct System {
+        // Where the program `name` is on PATH (terminals and tmux), or an empty text.
+        std::function<QString(const QString &name)> findProgram;
+    };
+    static System realSystem();
+
+    explicit LinuxPlatform(System system = realSystem());
     ~LinuxPlatform() override;
     Q_DISABLE_COPY_MOVE(LinuxPlatform)
 
-    // The executable that stands for the application with this bundle identifier ("kitty" for
-    // net.kovidgoyal.kitty), or an empty text for applications that do not exist on Linux.
-    static QString executableName(const QString &bundleIdentifier);
-
     QString applicationSupportDirectory() const override;
-    std::optional<QString> applicationLocation(const QString &bundleIdentifier) const override;
-    std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
-                                             const QString &executableName) const override;
-    ProcessCommand openCommand(const QString &bundleIdentifier,
-                               const QStringList &openArguments) const override;
+    bool supports(TerminalApp terminal) const override;
+    std::optional<QString> terminalLocation(TerminalApp terminal) const override;
+    ProcessCommand newWindowCommand(TerminalApp terminal, const QString &location,
+                                    const QStringList &arguments) const override;
+    QList<TerminalApp> preferredTerminals() const override;
     std::optional<QString> startProcess(const ProcessCommand &command) override;
     std::optional<ProcessEnd> endOfLastStarted() override;
     void openUrl(const QUrl &url) override;
     AppleScriptOutcome executeAppleScript(const QString &source) override;
-    bool canTypeIntoTerminals() const override;
-    QStringList preferredTerminals() const override;
     std::optional<QString> programPath(const QString &name) const override;
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
@@ -38,6 +42,7 @@ public:
     std::optional<QString> setLoginStart(LoginStart start) override;
 
 private:
+    System m_system;
     DetachedSpawner m_spawner;
 };
 

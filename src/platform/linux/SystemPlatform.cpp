@@ -15,7 +15,7 @@ namespace corvane {
 
 std::unique_ptr<Platform> makeSystemPlatform()
 {
-    return std::make_unique<LinuxPlatform>();
+    return std::make_unique<LinuxPlatform>(LinuxPlatform::realSystem());
 }
 
 std::unique_ptr<Sleeper> makeSystemSleeper()

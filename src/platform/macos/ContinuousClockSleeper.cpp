@@ -68,17 +68,16 @@ ContinuousClockSleeper::ContinuousClockSleeper(Clock clock, std::chrono::millise
 {
 }
 
-QCoro::Task<bool> ContinuousClockSleeper::sleepFor(std::chrono::nanoseconds duration)
+QCoro::Task<> ContinuousClockSleeper::sleepFor(std::chrono::nanoseconds duration)
 {
     if (duration <= std::chrono::nanoseconds::zero())
-        co_return true;
+        co_return;
     const std::chrono::nanoseconds deadline = m_clock() + duration;
     for (auto now = m_clock(); now < deadline; now = m_clock()) {
         // Rounded up: a timer that fires a little early only costs one more short tick.
         const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(deadline - now);
         co_await TimerExpiry(std::min(remaining, m_tick));
     }
-    co_return true;
 }
 
 } // namespace corvane

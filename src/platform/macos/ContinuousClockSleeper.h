@@ -10,8 +10,7 @@ namespace corvane {
 // Waits on the continuous clock (on macOS CLOCK_MONOTONIC, which is mach_continuous_time and
 // keeps counting while the Mac sleeps) with ordinary event-loop timers. Those timers count awake
 // time only, so one armed before a sleep would fire late by the whole sleep: the wait is taken
-// in short ticks and ends at the first tick that finds the clock past the deadline. Its waits
-// are never cancelled.
+// in short ticks and ends at the first tick that finds the clock past the deadline.
 class ContinuousClockSleeper final : public Sleeper {
 public:
     using Clock = std::function<std::chrono::nanoseconds()>;
@@ -25,7 +24,7 @@ public:
     explicit ContinuousClockSleeper(Clock clock = &continuousNow,
                                     std::chrono::milliseconds tick = defaultTick);
 
-    QCoro::Task<bool> sleepFor(std::chrono::nanoseconds duration) override;
+    QCoro::Task<> sleepFor(std::chrono::nanoseconds duration) override;
 
 private:
     Clock m_clock;

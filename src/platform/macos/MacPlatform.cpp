@@ -1,5 +1,6 @@
 #include "MacPlatform.h"
 
+#include "MacTerminals.h"
 #include "WarningAlert.h"
 
 #include <QDesktopServices>
@@ -22,25 +23,34 @@ QString MacPlatform::applicationSupportDirectory() const
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
 }
 
-std::optional<QString> MacPlatform::applicationLocation(const QString &bundleIdentifier) const
+bool MacPlatform::supports(TerminalApp terminal) const
 {
-    return m_system.findApplication ? m_system.findApplication(bundleIdentifier) : std::nullopt;
+    return !macTerminal(terminal).bundleIdentifier.empty();
 }
 
-std::optional<QString> MacPlatform::bundledExecutable(const QString &bundleIdentifier,
-                                                      const QString &executableName) const
+std::optional<QString> MacPlatform::terminalLocation(TerminalApp terminal) const
 {
-    // Whether the file exists is left to the start, which then names the system's reason.
-    const auto bundle = applicationLocation(bundleIdentifier);
-    if (!bundle)
+    if (!supports(terminal) || !m_system.findApplication)
         return std::nullopt;
-    return *bundle + u"/Contents/MacOS/"_s + executableName;
+    return m_system.findApplication(qview(macTerminal(terminal).bundleIdentifier).toString());
 }
 
-ProcessCommand MacPlatform::openCommand(const QString &, const QStringList &openArguments) const
+ProcessCommand MacPlatform::newWindowCommand(TerminalApp terminal, const QString &location,
+                                             const QStringList &arguments) const
 {
-    // `open` finds the application by the bundle name in its arguments.
-    return {m_system.open, openArguments};
+    const MacTerminal &row = macTerminal(terminal);
+    // `open` finds the application by its name and starts a new instance of it.
+    if (!row.openName.empty())
+        return {m_system.open,
+                QStringList{u"-na"_s, qview(row.openName).toString(), u"--args"_s} + arguments};
+    // Whether the program exists is left to the start, which then names the system's reason.
+    return {location + u"/Contents/MacOS/"_s + qview(row.bundledProgram).toString(), arguments};
+}
+
+QList<TerminalApp> MacPlatform::preferredTerminals() const
+{
+    // Every Mac has Terminal.
+    return {TerminalApp::appleTerminal};
 }
 
 std::optional<QString> MacPlatform::startProcess(const ProcessCommand &command)
@@ -65,17 +75,6 @@ void MacPlatform::openUrl(const QUrl &url)
 AppleScriptOutcome MacPlatform::executeAppleScript(const QString &source)
 {
     return m_osascript.execute(source);
-}
-
-bool MacPlatform::canTypeIntoTerminals() const
-{
-    return true;
-}
-
-QStringList MacPlatform::preferredTerminals() const
-{
-    // A Mac has no desktop-preferred terminal; Terminal is always there.
-    return {};
 }
 
 std::optional<QString> MacPlatform::programPath(const QString &name) const

@@ -15,10 +15,11 @@ namespace corvane {
 enum class LoginItem { app, runAgent };
 enum class LoginItemStatus { notRegistered, enabled, requiresApproval, notFound };
 
-// macOS: terminals are application bundles found through Launch Services, Terminal and iTerm2
-// are driven with osascript, `open` starts the terminals that take it, alerts come up in front
-// of every other application, the window shell is /bin/zsh as on every Mac, and ServiceManagement
-// starts Corvane at login.
+// macOS: terminals are application bundles found through Launch Services by their bundle
+// identifiers (MacTerminals.h), Terminal and iTerm2 are driven with osascript, `open` starts the
+// terminals that open a window per instance, the others start from inside their bundles, alerts
+// come up in front of every other application, the window shell is /bin/zsh as on every Mac, and
+// ServiceManagement starts Corvane at login.
 class MacPlatform final : public Platform {
 public:
     // What the system provides. The Cocoa services are given as functions, so that everything
@@ -48,17 +49,15 @@ public:
     Q_DISABLE_COPY_MOVE(MacPlatform)
 
     QString applicationSupportDirectory() const override;
-    std::optional<QString> applicationLocation(const QString &bundleIdentifier) const override;
-    std::optional<QString> bundledExecutable(const QString &bundleIdentifier,
-                                             const QString &executableName) const override;
-    ProcessCommand openCommand(const QString &bundleIdentifier,
-                               const QStringList &openArguments) const override;
+    bool supports(TerminalApp terminal) const override;
+    std::optional<QString> terminalLocation(TerminalApp terminal) const override;
+    ProcessCommand newWindowCommand(TerminalApp terminal, const QString &location,
+                                    const QStringList &arguments) const override;
+    QList<TerminalApp> preferredTerminals() const override;
     std::optional<QString> startProcess(const ProcessCommand &command) override;
     std::optional<ProcessEnd> endOfLastStarted() override;
     void openUrl(const QUrl &url) override;
     AppleScriptOutcome executeAppleScript(const QString &source) override;
-    bool canTypeIntoTerminals() const override;
-    QStringList preferredTerminals() const override;
     std::optional<QString> programPath(const QString &name) const override;
     QString windowShell() const override;
     void showAlert(const QString &messageText, const QString &informativeText) override;
