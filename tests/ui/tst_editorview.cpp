@@ -81,7 +81,7 @@ struct Fixture {
 
     QByteArray file() const
     {
-        QFile file(store.fileUrl());
+        QFile file(store.filePath());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
@@ -127,7 +127,7 @@ private Q_SLOTS:
     void savesChangesButNotTheInitialValue()
     {
         Fixture f({group(u"Window 1"_s, {u""_s})});
-        QVERIFY2(!QFile::exists(f.store.fileUrl()), "showing the editor must not write");
+        QVERIFY2(!QFile::exists(f.store.filePath()), "showing the editor must not write");
 
         // Each keystroke is saved, and the field keeps its focus and cursor through the save.
         auto *name = child<QLineEdit>(f.card(0), u"groupName"_s);
@@ -231,7 +231,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, folderIsAFile);
         Fixture f({group(u"W"_s, {u""_s})});
-        const QString folder = QFileInfo(f.store.fileUrl()).path();
+        const QString folder = QFileInfo(f.store.filePath()).path();
         auto *note = child<QLabel>(f.editor.get(), u"savedNote"_s);
         const auto footer = [&] { // the text, up to the colon when in the warning colour
             const bool warns = note->palette().color(QPalette::WindowText) == warningColor();
@@ -243,7 +243,8 @@ private Q_SLOTS:
         };
         QVERIFY(QDir(folder).removeRecursively());
         QFile file(folder);
-        QVERIFY(folderIsAFile ? file.open(QIODevice::WriteOnly) : QDir().mkpath(f.store.fileUrl()));
+        QVERIFY(folderIsAFile ? file.open(QIODevice::WriteOnly)
+                              : QDir().mkpath(f.store.filePath()));
         type(child<QLineEdit>(f.card(0), u"groupName"_s), u"xy"_s);
         QCOMPARE(footer(), u"Not saved"_s);
         reopen();
