@@ -30,7 +30,7 @@ void encodeAndSave(benchmark::State &state)
     store.setConfig(testing::sizedConfig(static_cast<int>(state.range(0)), stepsPerGroup));
     for (auto _ : state)
         store.save();
-    state.SetBytesProcessed(state.iterations() * QFile(store.fileUrl()).size());
+    state.SetBytesProcessed(state.iterations() * QFile(store.filePath()).size());
     state.SetComplexityN(state.range(0));
 }
 

@@ -11,7 +11,7 @@ DryRunOutput dryRun(Platform &platform)
     // The store loads config.json exactly as the application does.
     const ConfigStore store(platform.applicationSupportDirectory());
     if (!store.loadError().isEmpty())
-        return {1, {}, CommandLine::unreadableText(store.fileUrl(), store.loadError())};
+        return {1, {}, CommandLine::unreadableText(store.filePath(), store.loadError())};
     const AppConfig &config = store.config();
     if (!hasCommands(config))
         return {1, {}, CommandLine::nothingToRunText()};

@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 #include "ConfigStore.h"
 #include "DryRun.h"
+#include "RunPolicy.h"
 #include "RunWatch.h"
 #include "SingleInstance.h"
 #include "SystemPlatform.h"
@@ -39,12 +40,13 @@ int report(const Reply &reply)
 }
 
 // Why a run cannot start now, or nothing.
-std::optional<QString> refusalText(const corvane::ConfigStore &store, const corvane::MenuView &menu)
+std::optional<QString> refusalText(const corvane::ConfigStore &store,
+                                   const corvane::TerminalRunner &runner)
 {
     // An unreadable file leaves the default configuration, which has nothing to run either.
     if (!store.loadError().isEmpty())
-        return CommandLine::unreadableText(store.fileUrl(), store.loadError());
-    const auto refusal = menu.runRefusal();
+        return CommandLine::unreadableText(store.filePath(), store.loadError());
+    const auto refusal = corvane::runRefusal(runner, store.config());
     if (!refusal)
         return std::nullopt;
     return *refusal == corvane::RunRefusal::alreadyRunning ? CommandLine::alreadyRunningText()
@@ -98,14 +100,13 @@ int runInstance(int argc, char *argv[], const CommandLine &command)
     corvane::RunWatch watch(runner);
 
     corvane::TrayShell shell(store, runner, updater, *platform);
-    corvane::MenuView &menu = shell.menuView();
     instance.setHandler([&](Request received, const corvane::SingleInstance::Answer &answer) {
         if (received == Request::edit) {
             answer({});
             shell.showEditor();
             return;
         }
-        if (const auto refused = refusalText(store, menu)) {
+        if (const auto refused = refusalText(store, runner)) {
             answer({false, *refused});
             return;
         }
@@ -116,7 +117,7 @@ int runInstance(int argc, char *argv[], const CommandLine &command)
         } else {
             answer({}); // before the run, which may hold everything up behind an alert
         }
-        menu.startRun();
+        corvane::startRun(runner, store.config());
     });
     shell.start();
 
@@ -127,14 +128,14 @@ int runInstance(int argc, char *argv[], const CommandLine &command)
         shell.showEditor();
     if (command.action == CommandLine::Action::run) {
         // This process stays in the tray whatever happens; a refusal or an alert is reported.
-        if (const auto refused = refusalText(store, menu)) {
+        if (const auto refused = refusalText(store, runner)) {
             complain(*refused);
         } else {
             watch.whenKnown([](const std::optional<QString> &alert) {
                 if (alert)
                     complain(*alert);
             });
-            menu.startRun();
+            corvane::startRun(runner, store.config());
         }
     }
     return QApplication::exec();

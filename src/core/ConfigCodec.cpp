@@ -1,6 +1,7 @@
 #include "ConfigCodec.h"
 
 #include "JsonWriter.h"
+#include "TextEscapes.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -147,7 +148,6 @@ std::optional<TabGroup> readGroup(const QJsonValue &value, Why &why)
 // every one of them on each keystroke's save.
 QLatin1StringView uuidText(const QUuid &id, char (&buffer)[36])
 {
-    static constexpr char hex[] = "0123456789ABCDEF";
     const uchar bytes[16] = {
         uchar(id.data1 >> 24), uchar(id.data1 >> 16), uchar(id.data1 >> 8), uchar(id.data1),
         uchar(id.data2 >> 8),  uchar(id.data2),       uchar(id.data3 >> 8), uchar(id.data3),
@@ -158,8 +158,8 @@ QLatin1StringView uuidText(const QUuid &id, char (&buffer)[36])
     for (int i = 0; i < 16; ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10)
             *out++ = '-';
-        *out++ = hex[bytes[i] >> 4];
-        *out++ = hex[bytes[i] & 0xF];
+        *out++ = hexDigit(bytes[i] >> 4, true);
+        *out++ = hexDigit(bytes[i], true);
     }
     return QLatin1StringView(buffer, 36);
 }

@@ -21,8 +21,6 @@ std::optional<QByteArray> readAll(const QString &path)
         return std::nullopt;
     return bytes;
 }
-constexpr QFileDevice::Permissions ownerOnlyFolder =
-    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
 
 // Like QDir::mkpath, but every folder it creates is private to the user from the start
 // rather than chmod-ed afterwards.

@@ -28,12 +28,12 @@ public:
     // Applies `edit` to a copy and takes the result as setConfig() does. True when it changed.
     bool update(const std::function<void(AppConfig &)> &edit);
 
-    // Writes the current configuration atomically to fileUrl(). False when nothing was written.
+    // Writes the current configuration atomically to filePath(). False when nothing was written.
     bool save();
     // Why the last save failed, in words for the user; empty once a save has succeeded.
     QString saveError() const { return m_saveError; }
 
-    QString fileUrl() const { return m_filePath; }
+    QString filePath() const { return m_filePath; }
 
     // Why config.json could not be read at start, e.g. "line 3, column 7: missing value
     // separator"; empty when it was read or was not there, and after a save. Until then the
@@ -41,7 +41,7 @@ public:
     QString loadError() const { return m_loadError; }
     // True when there was no configuration at all at start (no config.json, nothing taken over).
     bool isFirstStart() const { return m_firstStart; }
-    // Whether anything is at fileUrl() now.
+    // Whether anything is at filePath() now.
     bool hasFile() const;
 
 Q_SIGNALS:

@@ -1,5 +1,7 @@
 #include "JsonWriter.h"
 
+#include "TextEscapes.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -167,7 +169,6 @@ void JsonWriter::newLine(qsizetype depth)
 
 void JsonWriter::appendString(std::string &out, QByteArrayView utf8)
 {
-    static constexpr char hex[] = "0123456789abcdef";
     out.push_back('"');
     const char *run = utf8.data();
     const char *const end = utf8.data() + utf8.size();
@@ -204,7 +205,8 @@ void JsonWriter::appendString(std::string &out, QByteArrayView utf8)
             out.append("\\t");
             break;
         default: {
-            const char escape[] = {'\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 0xF]};
+            const char escape[] = {
+                '\\', 'u', '0', '0', hexDigit(byte >> 4, false), hexDigit(byte, false)};
             out.append(escape, sizeof escape);
             break;
         }

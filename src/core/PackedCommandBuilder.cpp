@@ -1,5 +1,6 @@
 #include "PackedCommandBuilder.h"
 
+#include "TextEscapes.h"
 #include "Whitespace.h"
 
 #include <algorithm>
@@ -60,16 +61,12 @@ bool mentionsSsh(const QString &command)
 // window each backslash stands outside the quotes, where every shell reads `\\` alike.
 QString remoteForm(const QString &first, const QStringList &rest, bool localFish)
 {
-    QString escaped = rest.join(u" && ");
-    escaped.replace(u'\\', u"\\\\"_s);
-    escaped.replace(u'"', u"\\\""_s);
-    escaped.replace(u'$', u"\\$"_s);
-    escaped.replace(u'`', u"\\`"_s);
+    const QString escaped = backslashEscaped(rest.join(u" && "), u"\"$`");
     QString quoted;
     quoted.reserve(escaped.size() * 2);
     for (const QChar c : std::as_const(escaped)) {
         if (c == u'\'')
-            quoted += u"'\\''"_s;
+            quoted += quotedApostrophe;
         else if (c == u'\\' && localFish)
             quoted += u"'\\\\'"_s;
         else
@@ -241,8 +238,7 @@ QString PackedCommandBuilder::shellQuoted(const QString &word)
     if (!word.isEmpty() && std::all_of(word.begin(), word.end(), plain))
         return word;
     QString quoted = word;
-    // A single quote cannot stand inside single quotes: close them, add it escaped, reopen.
-    quoted.replace(u'\'', u"'\\''"_s);
+    quoted.replace(u'\'', quotedApostrophe.toString());
     return u'\'' + quoted + u'\'';
 }
 

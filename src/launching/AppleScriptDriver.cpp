@@ -2,6 +2,7 @@
 
 #include "Platform.h"
 #include "TerminalTable.h"
+#include "TextEscapes.h"
 
 namespace corvane {
 
@@ -47,12 +48,9 @@ AppleScriptDriver::AppleScriptDriver(Platform &platform) : m_platform(platform)
 QString AppleScriptDriver::literal(const QString &command)
 {
     QString text = command;
-    // Backslashes first, so the ones inserted for quotes stay single.
-    text.replace(u'\\', u"\\\\"_s);
-    text.replace(u'"', u"\\\""_s);
     text.replace(u'\n', u' ');
     text.replace(u'\r', u' ');
-    return u'"' + text + u'"';
+    return doubleQuoted(text);
 }
 
 QString AppleScriptDriver::openScript(const QString &command, const TerminalTraits &terminal)

@@ -1,41 +1,15 @@
 #include "WarpLauncher.h"
 
+#include "AtomicFile.h"
 #include "Platform.h"
 #include "RunPlan.h"
+#include "TextEscapes.h"
 
 #include <QDir>
-#include <QSaveFile>
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr auto ownerOnlyFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
-constexpr auto ownerOnlyFolder =
-    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
-
-// A YAML double-quoted scalar. Line feeds, tabs and the rest are left raw inside the quotes,
-// where YAML reads them back (a raw line break folds to a space in a YAML reader, which Warp
-// accepts as it is).
-QString quoted(const QString &text)
-{
-    QString escaped = text;
-    escaped.replace(u'\\', u"\\\\"_s);
-    escaped.replace(u'"', u"\\\""_s);
-    return u'"' + escaped + u'"';
-}
-
-bool isUrlPathAllowed(unsigned char byte)
-{
-    if ((byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-        (byte >= '0' && byte <= '9'))
-        return true;
-    return QByteArrayView("!$&'()*+,-./:=@_~").contains(static_cast<char>(byte));
-}
-
-} // namespace
 
 WarpLauncher::WarpLauncher(Platform &platform) : m_platform(platform)
 {
@@ -51,12 +25,17 @@ QList<WarpWindow> WarpLauncher::windowsOf(const RunPlan &plan)
 
 QString WarpLauncher::launchFileText(const QList<WarpWindow> &windows)
 {
+    // Texts are YAML double-quoted scalars. Line feeds, tabs and the rest are left raw inside the
+    // quotes, where YAML reads them back (a raw line break folds to a space in a YAML reader,
+    // which Warp accepts as it is).
     QString text = QStringLiteral("---\nname: Corvane\nwindows:\n");
     for (const WarpWindow &window : windows) {
-        text += u"  - tabs:\n      - title: "_s + quoted(window.name) + u"\n        layout:\n"_s;
+        text +=
+            u"  - tabs:\n      - title: "_s + doubleQuoted(window.name) + u"\n        layout:\n"_s;
         if (window.folder)
-            text += u"          cwd: "_s + quoted(*window.folder) + u'\n';
-        text += u"          commands:\n            - exec: "_s + quoted(window.script) + u'\n';
+            text += u"          cwd: "_s + doubleQuoted(*window.folder) + u'\n';
+        text +=
+            u"          commands:\n            - exec: "_s + doubleQuoted(window.script) + u'\n';
     }
     return text;
 }
@@ -68,21 +47,8 @@ QString WarpLauncher::launchFilePath(const QString &applicationSupportDirectory)
 
 QByteArray WarpLauncher::percentEncodedPath(const QString &path)
 {
-    static constexpr char hexDigits[] = "0123456789ABCDEF";
-    const QByteArray bytes = path.toUtf8();
-    QByteArray encoded;
-    encoded.reserve(bytes.size() * 3);
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (isUrlPathAllowed(byte)) {
-            encoded.append(c);
-        } else {
-            encoded.append('%');
-            encoded.append(hexDigits[byte >> 4]);
-            encoded.append(hexDigits[byte & 0x0F]);
-        }
-    }
-    return encoded;
+    // Letters, digits and "-._~" are never encoded.
+    return path.toUtf8().toPercentEncoding("!$&'()*+,/:=@");
 }
 
 QUrl WarpLauncher::launchUrl(const QString &path)
@@ -98,12 +64,8 @@ std::optional<ScriptError> WarpLauncher::launchWarp(const QList<WarpWindow> &win
     QDir(supportDirectory).mkdir(QStringLiteral("Corvane"), ownerOnlyFolder);
 
     const QString path = launchFilePath(supportDirectory);
-    QSaveFile file(path);
-    const QByteArray contents = launchFileText(windows).toUtf8();
-    const bool written = file.open(QIODevice::WriteOnly) && file.setPermissions(ownerOnlyFile) &&
-                         file.write(contents) == contents.size() && file.commit();
-    if (!written)
-        return ScriptError{0, u"Couldn’t write the Warp launch file: "_s + file.errorString()};
+    if (const auto error = AtomicFile::write(path, launchFileText(windows).toUtf8()))
+        return ScriptError{0, u"Couldn’t write the Warp launch file: "_s + *error};
 
     const QUrl url = launchUrl(path);
     if (!url.isValid())

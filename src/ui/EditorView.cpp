@@ -8,6 +8,7 @@
 #include "LoginOptions.h"
 #include "PackedCommandBuilder.h"
 #include "Platform.h"
+#include "TerminalChoice.h"
 #include "TerminalTable.h"
 #include "UiKit.h"
 #include "WrappingLabel.h"
@@ -237,7 +238,7 @@ EditorView::EditorView(ConfigStore &store, Platform &platform, QWidget *parent)
         QTimer::singleShot(0, added, [this, added] { m_scroll->ensureWidgetVisible(added); });
     });
 
-    m_installed = edits::installedTerminals(m_platform);
+    m_installed = installedTerminals(m_platform);
     m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
     showSaveState();
@@ -256,15 +257,15 @@ void EditorView::showEvent(QShowEvent *event)
         return;
     m_saving = true;
     // Looked up once per opening: a lookup walks PATH for every terminal, too slow per keystroke.
-    m_installed = edits::installedTerminals(m_platform);
+    m_installed = installedTerminals(m_platform);
     m_tmuxInstalled = m_platform.programPath(QStringLiteral("tmux")).has_value();
     sync();
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
     if (const QList<GroupEditor *> groups = m_groupEditors.ordered(); !groups.isEmpty())
         groups.first()->focusName();
-    const auto replacement = edits::replacementTerminal(m_store.config().terminalApp, m_installed,
-                                                        edits::fallbackCandidates(m_platform));
+    const auto replacement = replacementTerminal(m_store.config().terminalApp, m_installed,
+                                                 fallbackCandidates(m_platform));
     if (replacement) {
         // Saved through onConfigChanged like any edit (though not the user's to undo), except
         // that opening never creates config.json: a first start stays one until something changes.

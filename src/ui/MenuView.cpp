@@ -1,6 +1,7 @@
 #include "MenuView.h"
 
 #include "ConfigStore.h"
+#include "RunPolicy.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
 #include "UpdateDialog.h"
@@ -27,7 +28,7 @@ MenuView::MenuView(ConfigStore &store, TerminalRunner &runner, UpdateChecker &up
     m_quit.setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     m_quit.setMenuRole(QAction::QuitRole);
 
-    connect(&m_run, &QAction::triggered, this, &MenuView::startRun);
+    connect(&m_run, &QAction::triggered, this, [this] { startRun(m_runner, m_store.config()); });
     connect(&m_edit, &QAction::triggered, this, &MenuView::editRequested);
     connect(&m_checkForUpdates, &QAction::triggered, &m_updater, &UpdateChecker::checkForUpdates);
     connect(&m_updater, &UpdateChecker::checkFinished, this,
@@ -45,31 +46,12 @@ QList<QAction *> MenuView::entries()
     return {&m_run, &m_edit, &m_separator, &m_checkForUpdates, &m_quit};
 }
 
-std::optional<RunRefusal> MenuView::runRefusal() const
-{
-    // A run under way decides alone; the configuration is not even scanned then.
-    if (m_runner.isRunning())
-        return RunRefusal::alreadyRunning;
-    if (!hasCommands(m_store.config()))
-        return RunRefusal::nothingToRun;
-    return std::nullopt;
-}
-
 void MenuView::refresh()
 {
     m_run.setText(m_runner.isRunning() ? QStringLiteral("Running…")
                                        : QStringLiteral("Run Startup Commands"));
-    m_run.setEnabled(!runRefusal());
+    m_run.setEnabled(!runRefusal(m_runner, m_store.config()));
     m_checkForUpdates.setEnabled(m_updater.canCheckForUpdates());
-}
-
-void MenuView::startRun()
-{
-    // The run gets the configuration as it stands now; later edits do not reach it. The task
-    // runs on without its handle: QCoro frees a finished coroutine whose Task is gone.
-    AppConfig config = m_store.config();
-    auto run = m_runner.runAll(std::move(config));
-    Q_UNUSED(run);
 }
 
 } // namespace corvane

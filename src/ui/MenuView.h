@@ -4,19 +4,11 @@
 #include <QList>
 #include <QObject>
 
-#include <optional>
-
 namespace corvane {
 
 class ConfigStore;
 class TerminalRunner;
 class UpdateChecker;
-
-// Why "Run Startup Commands" cannot start a run now.
-enum class RunRefusal {
-    alreadyRunning,
-    nothingToRun, // no step of any group holds a non-blank command
-};
 
 // The five entries of Corvane's menu, as actions shared by the tray menu and the fallback
 // window, with their titles and enabled states kept in step with the store and the runner.
@@ -32,12 +24,6 @@ public:
     QAction *quitAction() { return &m_quit; }
     // Top to bottom, the separator included.
     QList<QAction *> entries();
-
-    // Why a run cannot start now, or nothing when it can: the rules that enable the run entry.
-    std::optional<RunRefusal> runRefusal() const;
-    // What the run entry does: a run of the configuration as it stands now. The runner ignores
-    // it while a run is under way.
-    void startRun();
 
 Q_SIGNALS:
     void editRequested();

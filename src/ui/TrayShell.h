@@ -33,8 +33,6 @@ public:
     // Opens the editor, or brings the open one forward.
     void showEditor();
 
-    MenuView &menuView() { return m_menuView; }
-
 private:
     void dockWhenTrayAppears();
 

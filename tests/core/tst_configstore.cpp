@@ -73,7 +73,7 @@ private Q_SLOTS:
     void firstStartWritesNothingUntilSaved()
     {
         ConfigStore store(m_dir.filePath(u"new"_s)); // the support folder is missing too
-        QCOMPARE(store.fileUrl(), m_dir.filePath(u"new/Corvane/config.json"_s));
+        QCOMPARE(store.filePath(), m_dir.filePath(u"new/Corvane/config.json"_s));
         QCOMPARE(modeOf(m_dir.filePath(u"new/Corvane"_s)), rw | QFileDevice::ExeOwner);
         QCOMPARE(store.config().groups[0].name, u"Window 1"_s);
         QVERIFY(store.isFirstStart() && store.loadError().isEmpty());
@@ -86,8 +86,8 @@ private Q_SLOTS:
         QCOMPARE(entries(u"new/Corvane"_s), QStringList()); // the store never saves by itself
 
         store.save();
-        QCOMPARE(contents(store.fileUrl()), *ConfigCodec::encode(store.config()));
-        QCOMPARE(modeOf(store.fileUrl()), rw);
+        QCOMPARE(contents(store.filePath()), *ConfigCodec::encode(store.config()));
+        QCOMPARE(modeOf(store.filePath()), rw);
         QCOMPARE(entries(u"new/Corvane"_s), QStringList{u"config.json"_s}); // no temporary left
         const ConfigStore later(m_dir.filePath(u"new"_s));
         QVERIFY(!later.isFirstStart());
@@ -253,7 +253,7 @@ private Q_SLOTS:
         const auto unmount = qScopeGuard([&] { QProcess::execute(u"umount"_s, {mount}); });
         ConfigStore store(mount);
         QVERIFY(store.save());
-        const QByteArray before = contents(store.fileUrl());
+        const QByteArray before = contents(store.filePath());
         QFile filler(mount + u"/filler"_s);
         QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
         while (filler.write(QByteArray(4096, 'x')) > 0) {
@@ -263,11 +263,11 @@ private Q_SLOTS:
         store.setConfig(big);
         QVERIFY(!store.save());
         QCOMPARE(store.saveError(), u"the disk is full"_s);
-        QCOMPARE(contents(store.fileUrl()), before);
+        QCOMPARE(contents(store.filePath()), before);
         QCOMPARE(entries(u"small/Corvane"_s), QStringList{u"config.json"_s});
         filler.remove();
         QVERIFY(store.save() && store.saveError().isEmpty());
-        QCOMPARE(contents(store.fileUrl()), *ConfigCodec::encode(big));
+        QCOMPARE(contents(store.filePath()), *ConfigCodec::encode(big));
     }
 };
 

@@ -85,7 +85,7 @@ struct Fixture {
 
     QByteArray file() const
     {
-        QFile file(store.fileUrl());
+        QFile file(store.filePath());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
@@ -226,7 +226,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, folderIsAFile);
         Fixture f({group(u"W"_s, {u""_s})});
-        const QString folder = QFileInfo(f.store.fileUrl()).path();
+        const QString folder = QFileInfo(f.store.filePath()).path();
         auto *note = child<QLabel>(f.editor.get(), u"savedNote"_s);
         const auto footer = [&] { // the text, up to the colon when in the warning colour
             const bool warns = note->palette().color(QPalette::WindowText) == warningColor();
@@ -238,7 +238,8 @@ private Q_SLOTS:
         };
         QVERIFY(QDir(folder).removeRecursively());
         QFile file(folder);
-        QVERIFY(folderIsAFile ? file.open(QIODevice::WriteOnly) : QDir().mkpath(f.store.fileUrl()));
+        QVERIFY(folderIsAFile ? file.open(QIODevice::WriteOnly)
+                              : QDir().mkpath(f.store.filePath()));
         type(child<QLineEdit>(f.card(0), u"groupName"_s), u"xy"_s);
         QCOMPARE(footer(), u"Not saved"_s);
         reopen();

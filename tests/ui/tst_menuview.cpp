@@ -4,6 +4,7 @@
 #include "FallbackWindow.h"
 #include "Icons.h"
 #include "MenuView.h"
+#include "RunPolicy.h"
 #include "TerminalRunner.h"
 #include "UpdateChecker.h"
 
@@ -83,7 +84,7 @@ private Q_SLOTS:
         f.store.setConfig(
             kittyConfig(commands, withOverrides ? u"ssh box"_s : std::optional<QString>()));
         QCOMPARE(f.menu.runAction()->isEnabled(), enabled);
-        QCOMPARE(f.menu.runRefusal(),
+        QCOMPARE(runRefusal(f.runner, f.store.config()),
                  enabled ? std::nullopt : std::optional(RunRefusal::nothingToRun));
     }
 
@@ -96,7 +97,7 @@ private Q_SLOTS:
         QTRY_COMPARE(f.sleeper.pending, 1); // first window started, waiting before the second
         QCOMPARE(run->text(), u"Running…"_s);
         QVERIFY(!run->isEnabled());
-        QCOMPARE(f.menu.runRefusal(), RunRefusal::alreadyRunning);
+        QCOMPARE(runRefusal(f.runner, f.store.config()), RunRefusal::alreadyRunning);
         // Edits made now neither re-enable the entry nor reach the run under way.
         AppConfig edited = f.store.config();
         edited.groups[1].commands[0].command = u"echo edited"_s;

@@ -1,8 +1,5 @@
 #include "ConfigEdits.h"
 
-#include "Platform.h"
-#include "TerminalTable.h"
-
 #include <algorithm>
 
 namespace corvane::edits {
@@ -69,36 +66,6 @@ bool editGroup(AppConfig &config, const QUuid &id, const std::function<void(TabG
         }
     }
     return false;
-}
-
-QList<TerminalApp> installedTerminals(const Platform &platform)
-{
-    QList<TerminalApp> result;
-    for (TerminalApp app : allTerminalApps) {
-        if (platform.terminalLocation(app))
-            result.append(app);
-    }
-    return result;
-}
-
-QList<TerminalApp> fallbackCandidates(const Platform &platform)
-{
-    QList<TerminalApp> candidates = platform.preferredTerminals();
-    candidates.append(QList<TerminalApp>(allTerminalApps.begin(), allTerminalApps.end()));
-    return candidates;
-}
-
-std::optional<TerminalApp> replacementTerminal(TerminalApp current,
-                                               const QList<TerminalApp> &installed,
-                                               const QList<TerminalApp> &candidates)
-{
-    if (installed.contains(current))
-        return std::nullopt;
-    for (TerminalApp candidate : candidates) {
-        if (installed.contains(candidate))
-            return candidate;
-    }
-    return TerminalApp::appleTerminal;
 }
 
 } // namespace corvane::edits
