@@ -319,6 +319,13 @@ PS1="$1\$ " exec sh -i
         const QString preview = RunPreview::of(plan, fake).text();
         QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
         QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
+        // The editor's card: the commands as typed, then how the window attaches.
+        const QString card = RunPreview::cardText(config, config.groups[1], fake).value_or(u""_s);
+        QVERIFY2(card.contains(u"\nmake\n"_s) &&
+                     card.contains(steps[2].text + u"\n# then waits 2 s"_s) &&
+                     card.endsWith(
+                         TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db"_s)),
+                 qPrintable(card));
 
         config.terminalApp = TerminalApp::warp;
         fake.install(u"dev.warp.Warp-Stable"_s);
