@@ -18,6 +18,14 @@ QString seconds(std::chrono::nanoseconds wait)
     return QString::number(std::chrono::duration<double>(wait).count(), 'g', 6) + u" s"_s;
 }
 
+QString delayNote(const TmuxStep &step)
+{
+    return step.delayAfter > 0
+               ? u"# then waits %1\n"_s.arg(seconds(std::chrono::ceil<std::chrono::nanoseconds>(
+                     std::chrono::duration<double>(step.delayAfter))))
+               : QString();
+}
+
 // A window typed into through tmux: the command that opens its session, then each command typed
 // into it, for someone to read (the run types each once the previous one is done).
 QString tmuxPreamble(const QString &tmux, const QString &session, const TmuxWindow &window,
@@ -35,12 +43,8 @@ QString tmuxPreamble(const QString &tmux, const QString &session, const TmuxWind
                    u"previous one is done\n"_s.arg(window.name, session);
     text += line(TmuxSessions::newSessionArguments(tmux, TmuxSessions::defaultHooksDirectory(),
                                                    shell, session, window));
-    for (const TmuxStep &step : window.steps) {
-        text += line(TmuxSessions::typeArguments(session, step.text));
-        if (step.delayAfter > 0)
-            text += u"# then waits %1\n"_s.arg(seconds(std::chrono::ceil<std::chrono::nanoseconds>(
-                std::chrono::duration<double>(step.delayAfter))));
-    }
+    for (const TmuxStep &step : window.steps)
+        text += line(TmuxSessions::typeArguments(session, step.text)) + delayNote(step);
     return text + u"# the window:\n"_s;
 }
 
@@ -131,6 +135,26 @@ QString RunPreview::text() const
     if (warp)
         text += u"# "_s + warp->filePath + u'\n' + warp->fileText + warp->url.toString() + u'\n';
     return text;
+}
+
+std::optional<QString> RunPreview::cardText(const AppConfig &config, const TabGroup &group,
+                                            const Platform &platform)
+{
+    if (!combinesCommands(config.terminalApp))
+        return std::nullopt;
+    if (!RunPlan::typesThroughTmux(config))
+        return PackedCommandBuilder::packed(group, platform.windowShell());
+    const TmuxWindow window = TmuxSessions::windowOf(group, {});
+    if (window.steps.isEmpty())
+        return QString();
+    // The run may add a number to the name when a session of that name exists.
+    const QString session = TmuxSessions::safeName(group.name);
+    QString text =
+        u"# Typed into tmux session %1, each once the one before is done:\n"_s.arg(session);
+    for (const TmuxStep &step : window.steps)
+        text += step.text + u'\n' + delayNote(step);
+    const TmuxClient tmux(platform.programPath(u"tmux"_s).value_or(u"tmux"_s));
+    return text + u"# The window runs:\n"_s + TmuxSessions::attachLine(tmux, session);
 }
 
 QString RunPreview::shellQuoted(const QString &word)

@@ -15,6 +15,11 @@ inline TabGroup group(const QString &name, const QList<CommandStep> &steps,
 {
     return {QUuid::createUuid(), name, steps, std::move(packedOverride)};
 }
+inline QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 inline bool writeExecutable(const QString &path, const QByteArray &text)
 {
     QFile file(path);

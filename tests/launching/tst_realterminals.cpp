@@ -1,5 +1,6 @@
 // Every terminal Corvane starts on X, opened for real through LinuxPlatform, BootTimeSleeper and
-// the runner on a private X server, each row with a session bus of its own and one private HOME.
+// the runner on a private X server, each row with a session bus of its own and one private HOME;
+// rows marked "typed" type the commands through a private tmux server instead of packing them.
 // Each window appends "<step> <shell pid> <time>" lines to a marker file; /proc tells where that
 // shell ends up.
 #include "AlertCatcher.h"
@@ -7,6 +8,7 @@
 #include "LinuxPlatform.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
+#include "TmuxSessions.h"
 
 #include <QDir>
 #include <QJsonObject>
@@ -28,12 +30,6 @@ namespace {
 // Everything a row starts carries this variable with the row's value, the bus's services
 // included, however they detach: that is how the row finds what to stop.
 constexpr char rowVariable[] = "CORVANE_TEST_ROW";
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QStringList lines(const QString &path)
 {
@@ -92,6 +88,9 @@ class RealTerminalsTest final : public QObject {
     int rootWindows = 0; // mapped top-level windows before any terminal: the root itself
 
     LinuxPlatform platform;
+    BootTimeSleeper sleeper;
+    std::unique_ptr<TerminalRunner> runner; // lives on with the row: typing outlasts the run
+    QString tmux;
 
     // Mapped top-level windows whose title matches the pattern.
     static int windows(const QString &title = {})
@@ -102,30 +101,58 @@ class RealTerminalsTest final : public QObject {
         return search.waitForFinished() ? search.readAllStandardOutput().count('\n') : -1;
     }
 
-    // An interactive login shell on the window's terminal, leading its session with nothing in
-    // front of it: it waits at its prompt.
-    QString atPrompt() const
+    // tmux on Corvane's server, which the test's TMUX_TMPDIR keeps private.
+    QString tmuxOut(const QStringList &arguments) const
     {
-        return platform.windowShell() + u" -il < /dev/pts self self self"_s;
+        QProcess process;
+        process.start(tmux, QStringList{u"-L"_s, u"corvane"_s} + arguments);
+        process.waitForFinished(10000);
+        return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
     }
 
-    void runAll(const AppConfig &config)
+    // The sessions that a terminal shows, sorted.
+    QStringList clients() const
+    {
+        QStringList sessions =
+            tmuxOut({u"list-clients"_s, u"-F"_s, u"#{session_name}"_s}).split(u'\n');
+        sessions.sort();
+        return sessions;
+    }
+
+    // The window's shell waiting at its prompt with nothing in front of it, leading its session:
+    // an interactive login shell, or in a typed row the pane's shell with its prompt hook.
+    QString atPrompt(bool typed) const
+    {
+        const QString shell = platform.windowShell();
+        return (typed ? TmuxShellHooks(tmux, TmuxSessions::defaultHooksDirectory())
+                            .start(shell)
+                            .command.join(u' ')
+                      : shell + u" -il"_s) +
+               u" < /dev/pts self self self"_s;
+    }
+
+    void runAll(AppConfig config, bool typed = false)
     {
         if (!platform.terminalLocation(config.terminalApp))
             QSKIP("Not installed");
+        if (typed)
+            config.typing = u"tmux"_s;
         AlertCatcher alerts;
-        BootTimeSleeper sleeper;
-        TerminalRunner runner(platform, sleeper);
-        runner.runAll(config);
-        QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 20000);
+        runner = std::make_unique<TerminalRunner>(platform, sleeper);
+        runner->runAll(config);
+        QTRY_VERIFY_WITH_TIMEOUT(!runner->isRunning(), 20000);
         QCOMPARE(alerts.seen.join(u" | "), QString());
     }
 
-    static void terminals(std::initializer_list<TerminalApp> apps)
+    static void terminals(std::initializer_list<TerminalApp> apps,
+                          std::initializer_list<TerminalApp> typed = {})
     {
         QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<bool>("typed");
         for (const TerminalApp app : apps)
-            QTest::newRow(qPrintable(rawValue(app))) << app;
+            QTest::newRow(qPrintable(rawValue(app))) << app << false;
+        for (const TerminalApp app : typed)
+            QTest::newRow(qPrintable(rawValue(app) + u"-typed"_s)) << app << true;
     }
 
 private Q_SLOTS:
@@ -168,6 +195,13 @@ private Q_SLOTS:
                     .toUtf8()));
         }
         qputenv("PATH", QFile::encodeName(dir.path()) + ":" + qgetenv("PATH"));
+        // Typed rows: a private tmux server, and a stand-in for ssh in ~/bin (login shells set
+        // PATH afresh; the profile adds it, as a user's would) that opens an interactive sh.
+        tmux = QStandardPaths::findExecutable(u"tmux"_s);
+        qputenv("TMUX_TMPDIR", QFile::encodeName(dir.path()));
+        QVERIFY(QDir().mkpath(home + u"/bin"_s));
+        QVERIFY(writeExecutable(home + u"/bin/ssh"_s, "#!/bin/sh\nPS1=\"$1\\$ \" exec sh -i\n"));
+        QVERIFY(writeExecutable(home + u"/.profile"_s, "PATH=\"$HOME/bin:$PATH\"\n"));
 
         // Xvfb picks a free display and writes its number to the descriptor named: stdout.
         xvfb.start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s,
@@ -202,6 +236,9 @@ private Q_SLOTS:
     // their windows (interactive ones ignore SIGTERM) and the bus with what it activated.
     void cleanup()
     {
+        runner.reset();
+        // A typing cut short finishes the tmux call it is in: wait for it, so none stays suspended.
+        QTRY_COMPARE_WITH_TIMEOUT(TmuxClient::runsUnderWay(), 0, 15000);
         for (const int signal : {SIGTERM, SIGKILL}) {
             for (const pid_t pid : processesOfRow(row))
                 ::kill(pid, signal);
@@ -222,6 +259,8 @@ private Q_SLOTS:
     void windowsRunTheirCommandsAndStayAtALoginShell()
     {
         QFETCH(TerminalApp, terminal);
+        if (!platform.applicationLocation(bundleIdentifier(terminal)))
+            QSKIP("Not installed");
         const QString a = dir.filePath(QString::fromLatin1(QTest::currentDataTag()) + u"-a"_s);
         const QString b = a.chopped(1) + u'b';
         runAll({terminal,
@@ -245,7 +284,7 @@ private Q_SLOTS:
             QCOMPARE(shells.size(), 1);
             QVERIFY2(field(marks[1], 2).toDouble() - field(marks[0], 2).toDouble() >= gap,
                      qPrintable(marks.join(u" | ")));
-            QTRY_COMPARE_WITH_TIMEOUT(shellState(*shells.begin()), atPrompt(), 10000);
+            QTRY_COMPARE_WITH_TIMEOUT(shellState(*shells.begin()), atPrompt(false), 10000);
         }
         // One window per group, no more.
         QTRY_COMPARE_WITH_TIMEOUT(windows(), rootWindows + 2, 10000);
@@ -253,18 +292,25 @@ private Q_SLOTS:
 
     void windowsWaitForWhatTheyNeed_data()
     {
-        terminals({TerminalApp::xterm, TerminalApp::gnomeTerminal, TerminalApp::kitty});
+        using enum TerminalApp;
+        terminals({xterm, gnomeTerminal, kitty}, {xterm, gnomeTerminal});
     }
 
     // A server window, titled with its name, opens its port a while after it starts; a client
     // window waits for it, in its own folder; a third window gives up on a file that never
     // comes and skips its other command. Ctrl-C on the server leaves its window at a prompt.
+    // Typed, the client goes on with a line for python3, a command for the shell the stand-in ssh
+    // opened, and its history, which holds only what its own shell ran.
     void windowsWaitForWhatTheyNeed()
     {
         QFETCH(TerminalApp, terminal);
+        QFETCH(bool, typed);
+        if (!platform.applicationLocation(bundleIdentifier(terminal)) || (typed && tmux.isEmpty()))
+            QSKIP("Not installed");
         const QString tag = QString::fromLatin1(QTest::currentDataTag());
         const QString a = dir.filePath(tag + u"-server"_s), b = dir.filePath(tag + u"-client"_s),
-                      c = dir.filePath(tag + u"-late"_s), folder = dir.filePath(tag + u" folder"_s);
+                      c = dir.filePath(tag + u"-late"_s), folder = dir.filePath(tag + u" folder"_s),
+                      repl = b + u"-repl"_s, inner = b + u"-inner"_s, history = b + u"-history"_s;
         QVERIFY(QDir().mkpath(folder));
         QTcpServer probe;
         QVERIFY(probe.listen(QHostAddress::LocalHost));
@@ -276,11 +322,20 @@ private Q_SLOTS:
                                                     u"socket.create_server((\"127.0.0.1\", %1)); "
                                                     u"time.sleep(600)'"_s.arg(port))});
         TabGroup client = group(u"client"_s, {step(mark(b, 1))});
+        if (typed) {
+            client.commands += {step(u"python3 -q"_s),
+                                step(u"open('%1', 'w').write(str(6 * 7))"_s.arg(repl)),
+                                step(u"exit()"_s),
+                                step(u"ssh box"_s),
+                                step(u"echo \"$PS1\" > '%1'"_s.arg(inner)),
+                                step(u"exit"_s),
+                                step(u"history > '%1'"_s.arg(history))};
+        }
         client.startWhen = QJsonObject{{u"port"_s, port}};
         client.directory = folder;
         TabGroup late = group(u"late"_s, {step(mark(c, 1)), step(mark(c, 2))});
         late.commands[0].waitFor = QJsonObject{{u"file"_s, u"~/never"_s}, {u"timeout"_s, 1}};
-        runAll({terminal, {server, client, late}});
+        runAll({terminal, {server, client, late}}, typed);
         QTRY_COMPARE_WITH_TIMEOUT(lines(a).size(), 1, 20000);
         QTRY_COMPARE_WITH_TIMEOUT(lines(b).size(), 1, 20000);
         // The client started only once the server's port could be open.
@@ -290,12 +345,33 @@ private Q_SLOTS:
         // Checked while the server runs: at a prompt, a shell may set a title of its own (Debian's
         // vte-2.91.sh does for GNOME Terminal).
         QTRY_COMPARE_WITH_TIMEOUT(windows(u"^Corvane server "_s + tag + u'$'), 1, 20000);
+        // Typed: each window is attached to its own session, and the client's lines reached
+        // python3 and the shell behind ssh.
+        if (typed) {
+            QTRY_COMPARE_WITH_TIMEOUT(
+                clients(), (QStringList{u"Corvane-server-"_s + tag, u"client"_s, u"late"_s}),
+                10000);
+            QTRY_COMPARE_WITH_TIMEOUT(readAll(repl), "42", 20000);
+            QTRY_COMPARE_WITH_TIMEOUT(readAll(inner), "box$ \n", 20000);
+            QTRY_VERIFY_WITH_TIMEOUT(readAll(history).contains("history > "), 20000);
+            const QByteArray ran = readAll(history);
+            QVERIFY2(ran.contains("python3 -q") && ran.contains("ssh box") &&
+                         !ran.contains("exit()") && !ran.contains("PS1"),
+                     ran.constData());
+        }
 
         // The late window gave up: its first command ran, the second never did, and it waits at
         // a prompt.
         QTRY_COMPARE_WITH_TIMEOUT(lines(c).size(), 1, 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(shellState(field(lines(c)[0], 1)), atPrompt(), 20000);
-        QCOMPARE(lines(c).size(), 1);
+        if (typed) {
+            QTRY_VERIFY_WITH_TIMEOUT(
+                tmuxOut({u"capture-pane"_s, u"-p"_s, u"-J"_s, u"-t"_s, u"=late:"_s})
+                    .contains(u"\nCorvane: gave up"_s),
+                20000);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(field(lines(c)[0], 1)), atPrompt(typed), 20000);
+        // Typed, nothing shows the typing's end: give a wrongly typed command time to run.
+        QVERIFY(!QTest::qWaitFor([&] { return lines(c).size() > 1; }, typed ? 1000 : 0));
 
         // Ctrl-C reaches the terminal's foreground job, the server; its window goes on to a prompt.
         const QString serverShell = field(lines(a)[0], 1);
@@ -303,7 +379,7 @@ private Q_SLOTS:
         const pid_t foreground = stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(5).toInt();
         QVERIFY(foreground > 0 && QString::number(foreground) != serverShell);
         QCOMPARE(::kill(-foreground, SIGINT), 0);
-        QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt(), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(shellState(serverShell), atPrompt(typed), 20000);
     }
 };
 
