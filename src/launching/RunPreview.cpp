@@ -34,9 +34,9 @@ QString tmuxPreamble(const QString &tmux, const QString &session, const TmuxWind
     const TmuxClient client(tmux);
     const auto line = [&](const QStringList &arguments) {
         const ProcessCommand command = client.command(arguments);
-        QString text = RunPreview::shellQuoted(command.program);
+        QString text = PackedCommandBuilder::shellQuoted(command.program);
         for (const QString &argument : command.arguments)
-            text += u' ' + RunPreview::shellQuoted(argument);
+            text += u' ' + PackedCommandBuilder::shellQuoted(argument);
         return text + u'\n';
     };
     QString text = u"# “%1”: tmux session %2, its commands typed one at a time, each once the "
@@ -112,10 +112,11 @@ QString RunPreview::text() const
         text += processPreambles.value(i);
         // Run from its folder, as the window's shell will be.
         if (!process.workingDirectory.isEmpty())
-            text += u"cd "_s + shellQuoted(process.workingDirectory) + u" && "_s;
-        text += shellQuoted(process.program);
+            text +=
+                u"cd "_s + PackedCommandBuilder::shellQuoted(process.workingDirectory) + u" && "_s;
+        text += PackedCommandBuilder::shellQuoted(process.program);
         for (const QString &argument : process.arguments)
-            text += u' ' + shellQuoted(argument);
+            text += u' ' + PackedCommandBuilder::shellQuoted(argument);
         text += u'\n';
     }
     for (qsizetype w = 0; w < scriptedWindows.size(); ++w) {
@@ -155,11 +156,6 @@ std::optional<QString> RunPreview::cardText(const AppConfig &config, const TabGr
         text += step.text + u'\n' + delayNote(step);
     const TmuxClient tmux(platform.programPath(u"tmux"_s).value_or(u"tmux"_s));
     return text + u"# The window runs:\n"_s + TmuxSessions::attachLine(tmux, session);
-}
-
-QString RunPreview::shellQuoted(const QString &word)
-{
-    return PackedCommandBuilder::shellQuoted(word);
 }
 
 } // namespace corvane

@@ -62,10 +62,6 @@ public:
     // where the terminal is typed into without tmux (Terminal, iTerm2): the rows say it all.
     static std::optional<QString> cardText(const AppConfig &config, const TabGroup &group,
                                            const Platform &platform);
-
-    // `word` as one word for a POSIX shell: as it is when it holds nothing a shell would
-    // interpret, else in single quotes.
-    static QString shellQuoted(const QString &word);
 };
 
 } // namespace corvane

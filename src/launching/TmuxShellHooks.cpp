@@ -1,8 +1,11 @@
 #include "TmuxShellHooks.h"
 
+#include "AtomicFile.h"
+#include "PackedCommandBuilder.h"
+#include "TextEscapes.h"
+
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace corvane {
 
@@ -10,15 +13,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString singleQuoted(QString text)
+// fish reads backslashes and apostrophes as escapes inside single quotes.
+QString fishQuoted(const QString &text)
 {
-    return u'\'' + text.replace(u'\'', u"'\\''"_s) + u'\'';
-}
-
-QString fishQuoted(QString text)
-{
-    text.replace(u'\\', u"\\\\"_s).replace(u'\'', u"\\'"_s);
-    return u'\'' + text + u'\'';
+    return u'\'' + backslashEscaped(text, u"'") + u'\'';
 }
 
 // The hook's tmux call: one client that records the status and then signals.
@@ -78,13 +76,7 @@ precmd_functions=(__corvane_prompt $precmd_functions)
 
 std::optional<QString> writeFile(const QString &path, const QString &text)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return file.errorString();
-    file.write(text.toUtf8());
-    if (!file.commit())
-        return file.errorString();
-    return std::nullopt;
+    return AtomicFile::write(path, text.toUtf8());
 }
 
 } // namespace
@@ -99,9 +91,11 @@ std::optional<QString> TmuxShellHooks::write() const
     const QDir dir(m_directory);
     if (!dir.mkpath(u"zsh"_s))
         return u"cannot create "_s + dir.filePath(u"zsh"_s);
-    if (auto error = writeFile(dir.filePath(u"bash.rc"_s), bashRc(singleQuoted(m_tmux))))
+    if (auto error = writeFile(dir.filePath(u"bash.rc"_s),
+                               bashRc(PackedCommandBuilder::shellQuoted(m_tmux))))
         return error;
-    return writeFile(dir.filePath(u"zsh/.zshenv"_s), zshEnv(singleQuoted(m_tmux)));
+    return writeFile(dir.filePath(u"zsh/.zshenv"_s),
+                     zshEnv(PackedCommandBuilder::shellQuoted(m_tmux)));
 }
 
 TmuxShellStart TmuxShellHooks::start(const QString &shell) const

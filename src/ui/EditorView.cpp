@@ -6,8 +6,8 @@
 #include "ConfigStore.h"
 #include "GroupEditor.h"
 #include "LoginOptions.h"
-#include "PackedCommandBuilder.h"
 #include "Platform.h"
+#include "RunPreview.h"
 #include "TerminalChoice.h"
 #include "TerminalTable.h"
 #include "UiKit.h"
@@ -516,14 +516,11 @@ void EditorView::syncGroups()
     m_groupEditors.sync(order, m_groupsLayout,
                         [this](const QUuid &id) { return makeGroupEditor(id); });
 
-    const bool combines = combinesCommands(config.terminalApp);
-    const QString shell = combines ? m_platform.windowShell() : QString(); // a lookup each time
     const bool canDelete = config.groups.size() >= 2;
     for (qsizetype i = 0; i < config.groups.size(); ++i) {
         const TabGroup &group = config.groups.at(i);
-        std::optional<QString> preview;
-        if (combines)
-            preview = PackedCommandBuilder::packed(group, shell);
+        // What a run will do with this window: its packed line, or what is typed through tmux.
+        const std::optional<QString> preview = RunPreview::cardText(config, group, m_platform);
         GroupEditor *editor = m_groupEditors.value(group.id);
         editor->setMoveLimits(i > 0, i + 1 < config.groups.size());
         editor->update(group, preview, canDelete);

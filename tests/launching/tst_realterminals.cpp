@@ -259,7 +259,7 @@ private Q_SLOTS:
     void windowsRunTheirCommandsAndStayAtALoginShell()
     {
         QFETCH(TerminalApp, terminal);
-        if (!platform.applicationLocation(bundleIdentifier(terminal)))
+        if (!platform.terminalLocation(terminal))
             QSKIP("Not installed");
         const QString a = dir.filePath(QString::fromLatin1(QTest::currentDataTag()) + u"-a"_s);
         const QString b = a.chopped(1) + u'b';
@@ -305,7 +305,7 @@ private Q_SLOTS:
     {
         QFETCH(TerminalApp, terminal);
         QFETCH(bool, typed);
-        if (!platform.applicationLocation(bundleIdentifier(terminal)) || (typed && tmux.isEmpty()))
+        if (!platform.terminalLocation(terminal) || (typed && tmux.isEmpty()))
             QSKIP("Not installed");
         const QString tag = QString::fromLatin1(QTest::currentDataTag());
         const QString a = dir.filePath(tag + u"-server"_s), b = dir.filePath(tag + u"-client"_s),

@@ -4,6 +4,7 @@
 // into (a REPL, waits) are in tst_realterminals.
 #include "BootTimeSleeper.h"
 #include "FakePlatform.h"
+#include "PackedCommandBuilder.h"
 #include "RunPlan.h"
 #include "RunPreview.h"
 #include "TestHelpers.h"
@@ -143,7 +144,7 @@ PS1="$1\$ " exec sh -i
         window.steps = {
             {u"date +%s.%N > '"_s + times + u'\'', 1.5},
             {u"date +%s.%N >> '"_s + times + u'\''},
-            {RunPreview::shellQuoted(file(u"bin/ssh"_s)) + u" box"_s},
+            {PackedCommandBuilder::shellQuoted(file(u"bin/ssh"_s)) + u" box"_s},
             {u"echo \"$PS1\" > '"_s + inner + u'\''},
             {u"exit"_s},
             {historyCommand},

@@ -23,12 +23,6 @@ namespace {
 
 const QString zsh = u"/bin/zsh"_s;
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // One line per outcome, so that tables can name what they expect.
 QString describe(const AppleScriptOutcome &outcome)
 {
