@@ -30,24 +30,33 @@ AppConfig configOf(const benchmark::State &state)
     return testing::sizedConfig(int(state.range(0)), int(state.range(1)));
 }
 
+// An editor shown on the benchmark's configuration, the cursor at the end of the first command.
+struct ShownEditor {
+    explicit ShownEditor(const benchmark::State &state) : store(dir.path())
+    {
+        store.setConfig(configOf(state));
+        editor.show();
+        QCoreApplication::processEvents();
+        field = editor.groupEditors().first()->commandRow(0)->findChild<QLineEdit *>(
+            QStringLiteral("commandField"));
+        field->setFocus();
+        field->end(false);
+    }
+
+    QTemporaryDir dir;
+    ConfigStore store;
+    LinuxPlatform platform;
+    EditorView editor{store, platform};
+    QLineEdit *field = nullptr;
+};
+
 void keystroke(benchmark::State &state)
 {
-    QTemporaryDir dir;
-    ConfigStore store(dir.path());
-    store.setConfig(configOf(state));
-    LinuxPlatform platform;
-    EditorView editor(store, platform);
-    editor.show();
-    QCoreApplication::processEvents();
-    auto *field = editor.groupEditors().first()->commandRow(0)->findChild<QLineEdit *>(
-        QStringLiteral("commandField"));
-    field->setFocus();
-    field->end(false);
-
+    ShownEditor shown(state);
     bool typeLetter = true;
     for (auto _ : state) {
         // A letter, then its deletion, so the file keeps its size.
-        QTest::keyClick(field, typeLetter ? Qt::Key_A : Qt::Key_Backspace);
+        QTest::keyClick(shown.field, typeLetter ? Qt::Key_A : Qt::Key_Backspace);
         QCoreApplication::processEvents();
         typeLetter = !typeLetter;
     }
@@ -58,24 +67,13 @@ void keystroke(benchmark::State &state)
 // shows it. Read the CPU time: the wall time holds the pause.
 void keystrokeThenPreview(benchmark::State &state)
 {
-    QTemporaryDir dir;
-    ConfigStore store(dir.path());
-    store.setConfig(configOf(state));
-    LinuxPlatform platform;
-    EditorView editor(store, platform);
-    editor.show();
-    QCoreApplication::processEvents();
-    auto *field = editor.groupEditors().first()->commandRow(0)->findChild<QLineEdit *>(
-        QStringLiteral("commandField"));
+    ShownEditor shown(state);
     auto *preview =
-        editor.groupEditors().first()->findChild<QLabel *>(QStringLiteral("previewText"));
-    field->setFocus();
-    field->end(false);
-
+        shown.editor.groupEditors().first()->findChild<QLabel *>(QStringLiteral("previewText"));
     bool typeLetter = true;
     for (auto _ : state) {
         const QString before = preview->text();
-        QTest::keyClick(field, typeLetter ? Qt::Key_A : Qt::Key_Backspace);
+        QTest::keyClick(shown.field, typeLetter ? Qt::Key_A : Qt::Key_Backspace);
         if (!QTest::qWaitFor([&] { return preview->text() != before; }))
             state.SkipWithError("the preview never followed");
         typeLetter = !typeLetter;
