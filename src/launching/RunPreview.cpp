@@ -138,24 +138,36 @@ QString RunPreview::text() const
     return text;
 }
 
-std::optional<QString> RunPreview::cardText(const AppConfig &config, const TabGroup &group,
-                                            const Platform &platform)
+QList<std::optional<QString>> RunPreview::cardTexts(const AppConfig &config,
+                                                    const Platform &platform)
 {
+    QList<std::optional<QString>> texts(config.groups.size());
     if (!combinesCommands(config.terminalApp))
-        return std::nullopt;
-    if (!RunPlan::typesThroughTmux(config))
-        return PackedCommandBuilder::packed(group, platform.windowShell());
-    const TmuxWindow window = TmuxSessions::windowOf(group, {});
-    if (window.steps.isEmpty())
-        return QString();
-    // The run may add a number to the name when a session of that name exists.
-    const QString session = TmuxSessions::safeName(group.name);
-    QString text =
-        u"# Typed into tmux session %1, each once the one before is done:\n"_s.arg(session);
-    for (const TmuxStep &step : window.steps)
-        text += step.text + u'\n' + delayNote(step);
+        return texts;
+    // One lookup per update, however many windows there are: this runs on every keystroke.
+    if (!RunPlan::typesThroughTmux(config)) {
+        const QString shell = platform.windowShell();
+        for (qsizetype i = 0; i < texts.size(); ++i)
+            texts[i] = PackedCommandBuilder::packed(config.groups.at(i), shell);
+        return texts;
+    }
     const TmuxClient tmux(platform.programPath(u"tmux"_s).value_or(u"tmux"_s));
-    return text + u"# The window runs:\n"_s + TmuxSessions::attachLine(tmux, session);
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        const TabGroup &group = config.groups.at(i);
+        const TmuxWindow window = TmuxSessions::windowOf(group, {});
+        if (window.steps.isEmpty()) {
+            texts[i] = QString();
+            continue;
+        }
+        // The run may add a number to the name when a session of that name exists.
+        const QString session = TmuxSessions::safeName(group.name);
+        QString text =
+            u"# Typed into tmux session %1, each once the one before is done:\n"_s.arg(session);
+        for (const TmuxStep &step : window.steps)
+            text += step.text + u'\n' + delayNote(step);
+        texts[i] = text + u"# The window runs:\n"_s + TmuxSessions::attachLine(tmux, session);
+    }
+    return texts;
 }
 
 } // namespace corvane

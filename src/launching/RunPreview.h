@@ -56,12 +56,12 @@ public:
     // An argument that holds a line break keeps it inside its quotes.
     QString text() const;
 
-    // What the editor's card for `group` shows as the window's command, following `config`'s
+    // What the editor's card of each group shows as its window's command, following `config`'s
     // terminal and typing: the packed line the terminal runs or, typed through tmux, each command
     // typed in turn and the line the window runs to attach; empty when nothing would run. None
     // where the terminal is typed into without tmux (Terminal, iTerm2): the rows say it all.
-    static std::optional<QString> cardText(const AppConfig &config, const TabGroup &group,
-                                           const Platform &platform);
+    static QList<std::optional<QString>> cardTexts(const AppConfig &config,
+                                                   const Platform &platform);
 };
 
 } // namespace corvane

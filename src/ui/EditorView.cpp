@@ -517,13 +517,13 @@ void EditorView::syncGroups()
                         [this](const QUuid &id) { return makeGroupEditor(id); });
 
     const bool canDelete = config.groups.size() >= 2;
+    // What a run will do with each window: its packed line, or what is typed through tmux.
+    const QList<std::optional<QString>> previews = RunPreview::cardTexts(config, m_platform);
     for (qsizetype i = 0; i < config.groups.size(); ++i) {
         const TabGroup &group = config.groups.at(i);
-        // What a run will do with this window: its packed line, or what is typed through tmux.
-        const std::optional<QString> preview = RunPreview::cardText(config, group, m_platform);
         GroupEditor *editor = m_groupEditors.value(group.id);
         editor->setMoveLimits(i > 0, i + 1 < config.groups.size());
-        editor->update(group, preview, canDelete);
+        editor->update(group, previews.at(i), canDelete);
     }
 }
 

@@ -302,7 +302,7 @@ PS1="$1\$ " exec sh -i
         QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
         QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
         // The editor's card: the commands as typed, then how the window attaches.
-        const QString card = RunPreview::cardText(config, config.groups[1], fake).value_or(u""_s);
+        const QString card = RunPreview::cardTexts(config, fake).at(1).value_or(u""_s);
         QVERIFY2(card.contains(u"\nmake\n"_s) &&
                      card.contains(steps[2].text + u"\n# then waits 2 s"_s) &&
                      card.endsWith(
