@@ -97,13 +97,12 @@ std::chrono::nanoseconds waitAfter(double delay, double floor)
     return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
 }
 
-bool RunPlan::typesThroughTmux(const AppConfig &config)
+bool RunPlan::typesThroughTmux(const AppConfig &config, const TerminalTraits &row)
 {
-    return config.typing == "tmux"_L1 &&
-           traits(config.terminalApp).launchStyle == TerminalLaunchStyle::packedScript;
+    return config.typing == "tmux"_L1 && row.launchStyle == TerminalLaunchStyle::packedScript;
 }
 
-RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringList &takenSessions)
+RunPlan RunPlan::of(const AppConfig &config, Platform &platform)
 {
     RunPlan plan;
     const TerminalTraits &row = traits(config.terminalApp);
@@ -115,8 +114,7 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringLi
 
     const QString shell = platform.windowShell();
 
-    QStringList sessions = takenSessions;
-    if (typesThroughTmux(config)) {
+    if (typesThroughTmux(config, row)) {
         plan.tmux = platform.programPath(u"tmux"_s);
         plan.tmuxMissing = !plan.tmux;
     }
@@ -144,14 +142,11 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringLi
         case TerminalLaunchStyle::packedScript: {
             QString line;
             if (plan.tmux) {
-                // The window shows a tmux session that gets the commands typed into it.
+                // The window shows a tmux session that gets the commands typed into it; its
+                // attach line is written once the session has a name.
                 window.tmuxWindow = TmuxSessions::windowOf(group, window.folder, notices);
                 if (window.tmuxWindow.steps.isEmpty())
                     continue;
-                window.tmuxSession =
-                    TmuxSessions::sessionNames({group.name}, sessions).constFirst();
-                sessions.append(*window.tmuxSession);
-                line = TmuxSessions::attachLine(TmuxClient(*plan.tmux), *window.tmuxSession);
             } else {
                 const QString command = PackedCommandBuilder::effectiveCommand(group, shell);
                 if (command.isEmpty())
@@ -173,7 +168,21 @@ RunPlan RunPlan::of(const AppConfig &config, Platform &platform, const QStringLi
         }
         plan.windows.append(std::move(window));
     }
+    plan.nameSessions({});
     return plan;
+}
+
+void RunPlan::nameSessions(QStringList taken)
+{
+    if (!tmux)
+        return;
+    const TmuxClient client(*tmux);
+    for (PlannedWindow &window : windows) {
+        window.tmuxSession = TmuxSessions::sessionNames({window.name}, taken).constFirst();
+        taken.append(*window.tmuxSession);
+        // The window line is the last argument of every terminal's command.
+        window.process.arguments.last() = TmuxSessions::attachLine(client, *window.tmuxSession);
+    }
 }
 
 } // namespace corvane

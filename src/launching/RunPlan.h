@@ -51,13 +51,16 @@ struct PlannedWindow {
 // What a run of a configuration does, worked out once, with nothing started: the runner carries
 // it out, and the editor's preview and `corvane run --dry-run` print it.
 struct RunPlan {
-    // The plan for `config` with the terminals installed now. `takenSessions` are the names of
-    // sessions on Corvane's tmux server, which new ones must not reuse.
-    static RunPlan of(const AppConfig &config, Platform &platform,
-                      const QStringList &takenSessions = {});
-    // Whether `config` types its commands through tmux: the choice is made and the terminal's
-    // windows are opened with a command line (packed-script terminals).
-    static bool typesThroughTmux(const AppConfig &config);
+    // The plan for `config` with the terminals installed now, its tmux sessions named as if
+    // Corvane's tmux server had none.
+    static RunPlan of(const AppConfig &config, Platform &platform);
+    // Whether `config` types its commands through tmux into windows of the terminal `row`: the
+    // choice is made and the terminal's windows are opened with a command line (packed-script
+    // terminals).
+    static bool typesThroughTmux(const AppConfig &config, const TerminalTraits &row);
+
+    // Names the tmux sessions anew, none of them one of `taken` (those on the server now).
+    void nameSessions(QStringList taken);
 
     const TerminalTraits *row = nullptr; // the chosen terminal, looked up here only
     bool installed = false;

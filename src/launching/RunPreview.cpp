@@ -142,10 +142,11 @@ QList<std::optional<QString>> RunPreview::cardTexts(const AppConfig &config,
                                                     const Platform &platform)
 {
     QList<std::optional<QString>> texts(config.groups.size());
-    if (!combinesCommands(config.terminalApp))
+    const TerminalTraits &row = traits(config.terminalApp);
+    if (row.launchStyle == TerminalLaunchStyle::appleScript)
         return texts;
     // One lookup per update, however many windows there are: this runs on every keystroke.
-    if (!RunPlan::typesThroughTmux(config)) {
+    if (!RunPlan::typesThroughTmux(config, row)) {
         const QString shell = platform.windowShell();
         for (qsizetype i = 0; i < texts.size(); ++i)
             texts[i] = PackedCommandBuilder::packed(config.groups.at(i), shell);

@@ -90,21 +90,7 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
     setRunning(true);
     const auto activity = m_platform.holdRunActivity(); // the waits keep their length
 
-    // New sessions must not take the names of those on the server now.
-    QStringList takenSessions;
-    if (RunPlan::typesThroughTmux(config)) {
-        if (const auto tmux = m_platform.programPath(u"tmux"_s)) {
-            if (!m_tmux || m_tmux->client().program() != *tmux) {
-                m_tmux = std::make_unique<TmuxSessions>(m_platform, m_sleeper, *tmux);
-                connect(m_tmux.get(), &TmuxSessions::inputWanted, this,
-                        [this](const QString &window) {
-                            Q_EMIT inputWanted(TmuxSessions::inputWantedMessage(window));
-                        });
-            }
-            takenSessions = co_await m_tmux->existingSessions();
-        }
-    }
-    const RunPlan plan = RunPlan::of(config, m_platform, takenSessions);
+    RunPlan plan = RunPlan::of(config, m_platform);
     if (!plan.installed) {
         alert(LaunchAlerts::notInstalledText(plan.row->app));
         setRunning(false);
@@ -114,6 +100,18 @@ QCoro::Task<> TerminalRunner::runAll(AppConfig config)
         alert(TmuxSessions::missingText());
         setRunning(false);
         co_return;
+    }
+    if (plan.tmux && !plan.windows.isEmpty()) {
+        if (!m_tmux || m_tmux->client().program() != *plan.tmux) {
+            m_tmux = std::make_unique<TmuxSessions>(m_platform, m_sleeper, *plan.tmux);
+            connect(m_tmux.get(), &TmuxSessions::inputWanted, this, [this](const QString &window) {
+                Q_EMIT inputWanted(TmuxSessions::inputWantedMessage(window));
+            });
+            connect(m_tmux.get(), &TmuxSessions::cutShort, this,
+                    [this](const QString &window) { alert(TmuxSessions::cutShortText(window)); });
+        }
+        // New sessions must not take the names of those on the server now.
+        plan.nameSessions(co_await m_tmux->existingSessions());
     }
 
     Ending ending;

@@ -221,11 +221,8 @@ QCoro::Task<> TmuxSessions::type(QString session, TmuxTyper *typer)
             this->end(session);
     }
     Q_EMIT typingEnded(session, end);
-    if (end == TypingEnd::died) {
-        m_platform.showAlert(
-            u"“%1” closed before all its commands were typed"_s.arg(windowName),
-            u"Its tmux session ended. Corvane typed nothing more into it; the other windows go on."_s);
-    }
+    if (end == TypingEnd::died)
+        Q_EMIT cutShort(windowName);
 }
 
 void TmuxSessions::watchClients()
@@ -294,6 +291,13 @@ void TmuxSessions::endUnattached()
     // Corvane is on its way out: nothing waits for the answer.
     const ProcessCommand command = m_tmux.command(arguments);
     QProcess::startDetached(command.program, command.arguments);
+}
+
+std::pair<QString, QString> TmuxSessions::cutShortText(const QString &windowName)
+{
+    return {
+        u"“%1” closed before all its commands were typed"_s.arg(windowName),
+        u"Its tmux session ended. Corvane typed nothing more into it; the other windows go on."_s};
 }
 
 std::pair<QString, QString> TmuxSessions::missingText()

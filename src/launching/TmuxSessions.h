@@ -79,6 +79,8 @@ public:
 
     // The alert when tmux is missing: its message and informative text.
     static std::pair<QString, QString> missingText();
+    // The alert when a window's session ended before all its commands were typed.
+    static std::pair<QString, QString> cutShortText(const QString &windowName);
     // "Window “api” is waiting for your input".
     static QString inputWantedMessage(const QString &windowName);
 
@@ -88,6 +90,8 @@ Q_SIGNALS:
     // The typing into `session` has ended (tests and benchmarks follow the typing by these).
     void stepTyped(const QString &session, int index);
     void typingEnded(const QString &session, TypingEnd end);
+    // The session of window `windowName` ended before all its commands were typed.
+    void cutShort(const QString &windowName);
 
 private:
     struct Session {

@@ -7,6 +7,7 @@
 #include "GroupEditor.h"
 #include "LoginOptions.h"
 #include "Platform.h"
+#include "RunPlan.h"
 #include "RunPreview.h"
 #include "TerminalChoice.h"
 #include "TerminalTable.h"
@@ -263,7 +264,7 @@ void EditorView::showEvent(QShowEvent *event)
     // Every opening starts like a fresh window: at the top, typing into the first name.
     m_scroll->verticalScrollBar()->setValue(0);
     if (const QList<GroupEditor *> groups = m_groupEditors.ordered(); !groups.isEmpty())
-        groups.first()->focusName();
+        groups.first()->focusName(!m_store.hasFile()); // a first start's made-up name
     const auto replacement = replacementTerminal(m_store.config().terminalApp, m_installed,
                                                  fallbackCandidates(m_platform));
     if (replacement) {
@@ -468,12 +469,14 @@ void EditorView::sync()
         const QSignalBlocker blocker(m_typeThroughTmux);
         m_typeThroughTmux->setChecked(config.typing == QStringLiteral("tmux"));
     }
-    m_typeThroughTmux->setVisible(m_tmuxInstalled && launchStyle(config.terminalApp) ==
-                                                         TerminalLaunchStyle::packedScript);
+    const TerminalTraits &row = traits(config.terminalApp);
+    const bool typed = RunPlan::typesThroughTmux(config, row);
+    // Also shown without tmux while the choice is made, so that it can be turned off again.
+    m_typeThroughTmux->setVisible((m_tmuxInstalled || typed) &&
+                                  row.launchStyle == TerminalLaunchStyle::packedScript);
 
     // Typed through tmux, the commands are not combined into one line.
-    const bool combines = combinesCommands(config.terminalApp) &&
-                          !(!m_typeThroughTmux->isHidden() && m_typeThroughTmux->isChecked());
+    const bool combines = row.launchStyle != TerminalLaunchStyle::appleScript && !typed;
     const bool noTerminal = m_installed.isEmpty() && !typedTerminalsExist(m_platform);
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)
@@ -517,13 +520,14 @@ void EditorView::syncGroups()
                         [this](const QUuid &id) { return makeGroupEditor(id); });
 
     const bool canDelete = config.groups.size() >= 2;
+    const bool typed = RunPlan::typesThroughTmux(config, traits(config.terminalApp));
     // What a run will do with each window: its packed line, or what is typed through tmux.
     const QList<std::optional<QString>> previews = RunPreview::cardTexts(config, m_platform);
     for (qsizetype i = 0; i < config.groups.size(); ++i) {
         const TabGroup &group = config.groups.at(i);
         GroupEditor *editor = m_groupEditors.value(group.id);
         editor->setMoveLimits(i > 0, i + 1 < config.groups.size());
-        editor->update(group, previews.at(i), canDelete);
+        editor->update(group, previews.at(i), typed, canDelete);
     }
 }
 

@@ -57,7 +57,9 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
       m_notInUse(ui::secondaryLabel(
           QStringLiteral("Not in use: the custom command below runs instead of these."),
           ui::TextStyle::caption, m_stepsBody, true)),
-      m_previewBody(new QWidget(this)), m_previewText(new WrappingLabel({}, m_previewBody)),
+      m_previewBody(new QWidget(this)),
+      m_previewCaption(ui::secondaryLabel({}, ui::TextStyle::caption, m_previewBody)),
+      m_previewText(new WrappingLabel({}, m_previewBody)),
       m_makeCustom(ui::accentButton(QStringLiteral("editThisCommand"),
                                     QStringLiteral("Edit This Command"),
                                     QStringLiteral("document-edit"), m_previewBody)),
@@ -106,9 +108,7 @@ GroupEditor::GroupEditor(const QUuid &groupId, QWidget *parent)
     // Preview body: what the window will run, selectable for copying.
     auto *preview = bodyLayout(m_previewBody);
     m_previewBody->setObjectName(QStringLiteral("previewBody"));
-    preview->addWidget(
-        ui::secondaryLabel(QStringLiteral("This window will run this single command:"),
-                           ui::TextStyle::caption, m_previewBody));
+    preview->addWidget(m_previewCaption);
     m_previewText->setObjectName(QStringLiteral("previewText"));
     m_previewText->setTextFormat(Qt::PlainText);
     m_previewText->setTextInteractionFlags(Qt::TextSelectableByMouse |
@@ -274,23 +274,28 @@ void GroupEditor::setMoveLimits(bool canMoveUp, bool canMoveDown)
     m_down->setEnabled(canMoveDown);
 }
 
-void GroupEditor::update(const TabGroup &group, const std::optional<QString> &packedPreview,
+void GroupEditor::update(const TabGroup &group, const std::optional<QString> &preview, bool typed,
                          bool canDelete)
 {
     m_updating = true;
     m_group = group;
-    m_preview = packedPreview;
+    m_preview = preview;
 
     if (m_name->text() != group.name)
         m_name->setText(group.name);
     m_delete->setEnabled(canDelete);
 
-    if (!packedPreview)
+    if (!preview)
         m_state = State::steps;
     else
-        m_state = group.packedOverride ? State::custom : State::preview;
+        m_state = group.packedOverride && !typed ? State::custom : State::preview;
+    m_previewCaption->setText(typed ? QStringLiteral("Corvane will type into this window:")
+                                    : QStringLiteral("This window will run this single command:"));
+    // A custom command replaces the packed line only; typing types the command rows.
+    m_makeCustom->setVisible(!typed);
 
-    const bool showSteps = m_state == State::steps || m_stepsAlwaysShown;
+    // Typed through tmux, the steps are what runs: they can be edited where they are.
+    const bool showSteps = m_state == State::steps || m_stepsAlwaysShown || typed;
     if (showSteps)
         m_stepList->setSteps(group.commands);
     // Shown, but ignored by the run: the custom command replaces them.
@@ -302,9 +307,8 @@ void GroupEditor::update(const TabGroup &group, const std::optional<QString> &pa
     case State::steps:
         break;
     case State::preview:
-        showPreview(packedPreview->isEmpty() ? QStringLiteral("(no commands yet)")
-                                             : *packedPreview);
-        m_makeCustom->setEnabled(!packedPreview->isEmpty());
+        showPreview(preview->isEmpty() ? QStringLiteral("(no commands yet)") : *preview);
+        m_makeCustom->setEnabled(!preview->isEmpty());
         break;
     case State::custom:
         if (m_customText != *group.packedOverride || m_customShown.isNull()) {

@@ -38,10 +38,12 @@ public:
     // terminal is typed into command by command and the steps could not be edited otherwise.
     // Takes effect at the next update().
     void setStepsAlwaysShown(bool shown);
-    // `packedPreview` is present only while the chosen terminal combines commands.
+    // `preview` is present only while the chosen terminal combines commands: the packed line, or
+    // with `typed` what is typed through tmux (which leaves a custom command unused).
     // Cheap when little changed: only rows whose step changed are touched, and every widget
     // whose element still exists keeps its focus and cursor.
-    void update(const TabGroup &group, const std::optional<QString> &packedPreview, bool canDelete);
+    void update(const TabGroup &group, const std::optional<QString> &preview, bool typed,
+                bool canDelete);
     // Whether the window can move up or down (it is not the first, or the last).
     void setMoveLimits(bool canMoveUp, bool canMoveDown);
 
@@ -99,6 +101,7 @@ private:
     QLabel *m_notInUse;
 
     QWidget *m_previewBody;
+    QLabel *m_previewCaption;
     QLabel *m_previewText;
     QToolButton *m_makeCustom;
     // A long preview follows the typing once it pauses.
