@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using Groups = QList<QStringList>; // each group's commands
+using Groups = QList<QStringList>; // each window's commands
 
 AppConfig kittyConfig(const Groups &groups, const std::optional<QString> &packedOverride = {})
 {
@@ -37,20 +37,13 @@ AppConfig kittyConfig(const Groups &groups, const std::optional<QString> &packed
 
 // A menu over real store and runner; the run stops at each wait until released.
 struct Fixture {
-    Fixture()
-        : store(dir.path()), runner(platform, sleeper), updater(QUrl(), u"1.0"_s),
-          menu(store, runner, updater)
-    {
-        platform.install(TerminalApp::kitty);
-    }
-
     QTemporaryDir dir;
     testing::FakePlatform platform;
     testing::FakeSleeper sleeper{true}; // holds every wait
-    ConfigStore store;
-    TerminalRunner runner;
-    UpdateChecker updater;
-    MenuView menu;
+    ConfigStore store{dir.path()};
+    TerminalRunner runner{platform, sleeper};
+    UpdateChecker updater{QUrl(), u"1.0"_s};
+    MenuView menu{store, runner, updater};
 };
 
 } // namespace
@@ -59,19 +52,17 @@ class TestMenuView final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Blank means any whitespace (checked in tests/core); a custom command alone runs nothing.
     void runEnabledByNonBlankCommands_data()
     {
         QTest::addColumn<Groups>("commands");
         QTest::addColumn<bool>("withOverrides");
         QTest::addColumn<bool>("enabled");
-        QTest::newRow("no groups") << Groups{} << false << false;
-        QTest::newRow("no steps") << Groups{{}, {}} << false << false;
-        QTest::newRow("blank") << Groups{{u""_s, u" \t"_s}, {u"\n\r"_s}} << false << false;
-        // Wider than ASCII: no-break, zero-width and ideographic spaces are blank too.
-        QTest::newRow("unicode blanks") << Groups{{u"\u00A0\u200B\u3000"_s}} << false << false;
-        QTest::newRow("padded ls, later group")
+        QTest::newRow("no windows") << Groups{} << false << false;
+        QTest::newRow("blank") << Groups{{u""_s, u" \t"_s}, {}, {u"\u3000"_s}} << false << false;
+        QTest::newRow("padded ls, later window")
             << Groups{{u" "_s}, {u""_s, u"  ls  "_s}} << false << true;
-        QTest::newRow("overrides do not count") << Groups{{u" "_s}, {u""_s}} << true << false;
+        QTest::newRow("custom commands do not count") << Groups{{u" "_s}, {u""_s}} << true << false;
     }
 
     void runEnabledByNonBlankCommands()
@@ -84,21 +75,29 @@ private Q_SLOTS:
         f.store.setConfig(
             kittyConfig(commands, withOverrides ? u"ssh box"_s : std::optional<QString>()));
         QCOMPARE(f.menu.runAction()->isEnabled(), enabled);
-        QCOMPARE(runRefusal(f.runner, f.store.config()),
-                 enabled ? std::nullopt : std::optional(RunRefusal::nothingToRun));
     }
 
-    void runningDisablesTheEntry()
+    // Without a tray this window holds the menu: its buttons follow the entries' titles and states
+    // and its shortcuts work. A run under way disables the run entry, and edits made meanwhile
+    // neither re-enable it nor reach the run. Closing the window is quitting.
+    void fallbackWindowFollowsARun()
     {
         Fixture f;
-        QAction *run = f.menu.runAction();
+        f.platform.install(TerminalApp::kitty);
+        FallbackWindow window(f.menu.entries());
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QVERIFY(
+            window.findChild<QLabel *>(u"noTrayNote"_s)->text().startsWith(u"No system tray"_s));
+        auto *run = window.findChild<QPushButton *>(u"runActionButton"_s);
+        QVERIFY(!run->isEnabled()); // a first start has nothing to run
         f.store.setConfig(kittyConfig({{u"echo first"_s}, {u"echo second"_s}}));
-        run->trigger();
+        QVERIFY(run->isEnabled());
+        QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier);
         QTRY_COMPARE(f.sleeper.pending, 1); // first window started, waiting before the second
         QCOMPARE(run->text(), u"Running…"_s);
         QVERIFY(!run->isEnabled());
         QCOMPARE(runRefusal(f.runner, f.store.config()), RunRefusal::alreadyRunning);
-        // Edits made now neither re-enable the entry nor reach the run under way.
         AppConfig edited = f.store.config();
         edited.groups[1].commands[0].command = u"echo edited"_s;
         f.store.setConfig(edited);
@@ -113,45 +112,30 @@ private Q_SLOTS:
         const auto calls = f.platform.callsOf(u"startProcess"_s);
         QCOMPARE(calls.size(), 2);
         QVERIFY(calls[1].values.join(u' ').contains(u"echo second"_s));
-    }
 
-    // Without a tray this window holds the menu: the same titles, enabled states and shortcuts;
-    // closing it is quitting.
-    void fallbackWindowStandsInForTheMenu()
-    {
-        Fixture f;
-        FallbackWindow window(f.menu.entries());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        QVERIFY(
-            window.findChild<QLabel *>(u"noTrayNote"_s)->text().startsWith(u"No system tray"_s));
-        auto *run = window.findChild<QPushButton *>(u"runActionButton"_s);
-        QCOMPARE(run->text(), u"Run Startup Commands"_s);
-        QVERIFY(!run->isEnabled());
-        f.store.setConfig(kittyConfig({{u"ls"_s}}));
-        QVERIFY(run->isEnabled());
         QSignalSpy edit(&f.menu, &MenuView::editRequested);
-        QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
         QTest::mouseClick(window.findChild<QPushButton *>(u"editActionButton"_s), Qt::LeftButton);
-        QCOMPARE(edit.size(), 2);
+        QCOMPARE(edit.size(), 1);
         QSignalSpy closed(&window, &FallbackWindow::closedByUser);
         window.close();
         QCOMPARE(closed.size(), 1);
     }
 
-    // macOS draws a template image by its alpha alone: any colour would be lost, so the glyph
-    // must be black, and the prompt must be cut out of it to be seen at all.
-    void menuBarGlyphIsABlackTemplateWithThePromptCutOut()
+    // macOS draws a template image by its alpha alone: any colour in the glyph would be lost.
+    void menuBarGlyphIsABlackTemplate()
     {
         const QIcon icon = Icons::menuBarTemplate();
         QVERIFY(icon.isMask());
         const QImage image = icon.pixmap(QSize(36, 36)).toImage();
+        int drawn = 0;
         for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x)
-                QVERIFY(qAlpha(image.pixel(x, y)) == 0 || qGray(image.pixel(x, y)) == 0);
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb pixel = image.pixel(x, y);
+                QVERIFY(qAlpha(pixel) == 0 || qGray(pixel) == 0);
+                drawn += qAlpha(pixel) > 0;
+            }
         }
-        QCOMPARE(qAlpha(image.pixel(6, 18)), 255); // the window's body
-        QCOMPARE(qAlpha(image.pixel(15, 18)), 0);  // inside the chevron
+        QVERIFY(drawn > 0);
     }
 };
 

@@ -65,8 +65,6 @@ private Q_SLOTS:
             Kind::updateAvailable, "1.10 c-1.10.deb ");
         row("equal", "1.1", item("1.1"), Kind::upToDate, "1.1 c-1.1.deb ");
         row("older", "2.0", item("1.9"), Kind::upToDate, "1.9 c-1.9.deb ");
-        row("release after our rc", "1.0rc1", item("1.0"), Kind::updateAvailable, "1.0 c-1.0.deb ");
-        row("beta of our version", "1.0", item("1.0b2"), Kind::upToDate, "1.0b2 c-1.0b2.deb ");
         // Betas, other systems and deltas are not the release; the version element beats the
         // attribute, a notes link beats a link, and only http(s) links are kept.
         row("item details", "119",
@@ -136,13 +134,15 @@ private Q_SLOTS:
         QCOMPARE(kind == Kind::failed ? result.errorMessage.section(u':', 0, 0) : found, expected);
     }
 
+    // Without a feed the menu entry stays grey for good.
     void neverReadyWithoutAFeed()
     {
-        UpdateChecker checker(QUrl(), u"1.0"_s);
-        QSignalSpy changes(&checker, &UpdateChecker::canCheckForUpdatesChanged);
-        checker.checkForUpdates();
-        QTest::qWait(0); // lets a queued start-up run, were there one
-        QVERIFY(!checker.canCheckForUpdates());
+        UpdateChecker without(QUrl(), u"1.0"_s);
+        UpdateChecker with(QUrl(u"http://127.0.0.1/"_s), u"1.0"_s); // ready once the loop runs
+        QSignalSpy changes(&without, &UpdateChecker::canCheckForUpdatesChanged);
+        without.checkForUpdates();
+        QTRY_VERIFY(with.canCheckForUpdates()); // a queued start-up would have run by now
+        QVERIFY(!without.canCheckForUpdates());
         QCOMPARE(changes.size(), 0);
     }
 
