@@ -5,7 +5,6 @@
 #include "EditorView.h"
 #include "FakePlatform.h"
 #include "GroupEditor.h"
-#include "ShownTextEdit.h"
 #include "WaitField.h"
 
 #include <QApplication>
@@ -22,7 +21,6 @@
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextDocument>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -136,11 +134,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("after");
         QTest::addColumn<int>("undos"); // Ctrl+Z presses back to the start
         QTest::addColumn<QString>("focus");
-        const auto clickIn = [](int card, int row, const QString &name) {
+        const auto clickIn = [](int card, int row, const QString &name) { // card -1: the window
             return Action([=](Fixture &f) {
-                click(row < 0 ? static_cast<QWidget *>(f.card(card))
-                              : f.card(card)->commandRow(row),
-                      name);
+                QWidget *in = card < 0 ? static_cast<QWidget *>(f.editor.get()) : f.card(card);
+                click(row < 0 ? in : f.card(card)->commandRow(row), name);
             });
         };
         const QString field = u"commandField"_s, name = u"groupName"_s;
@@ -152,8 +149,8 @@ private Q_SLOTS:
         QTest::newRow("move window")
             << clickIn(1, -1, u"groupUp"_s) << u"kitty Db*[psql] Api[ssh box,make]"_s << 1 << name;
         QTest::newRow("add window")
-            << Action([](Fixture &f) { click(f.editor.get(), u"addWindow"_s); })
-            << u"kitty Api[ssh box,make] Db*[psql] Window 3[]"_s << 1 << name;
+            << clickIn(-1, -1, u"addWindow"_s) << u"kitty Api[ssh box,make] Db*[psql] Window 3[]"_s
+            << 1 << name;
         QTest::newRow("add command") << clickIn(0, -1, u"addCommand"_s)
                                      << u"kitty Api[ssh box,make,] Db*[psql]"_s << 1 << name;
         QTest::newRow("pick terminal") << Action([](Fixture &f) {
@@ -164,12 +161,16 @@ private Q_SLOTS:
             type(f.field(0, 1), u" -a"_s);
             type(f.field(0, 0, u"delayField"_s), u"5"_s);
             // The field shows line breaks and a few other characters its own way: a keystroke
-            // changes only what was typed.
+            // changes only what was typed, on either side of a CRLF, a new line is a "\n", and
+            // a letter typed after the same letter is not lost.
             auto *custom = child<QPlainTextEdit>(f.card(1), u"customCommand"_s);
             custom->setFocus();
+            QTest::keyClick(custom, Qt::Key_Home, Qt::ControlModifier);
+            QTest::keyClick(custom, Qt::Key_X);
             QTest::keyClick(custom, Qt::Key_End, Qt::ControlModifier);
-            QTest::keyClicks(custom, u" -v"_s);
-            QCOMPARE(f.store.config().groups[1].packedOverride, oddText + u" -v"_s);
+            QTest::keyClicks(custom, u" -vv"_s);
+            QTest::keyClick(custom, Qt::Key_Return);
+            QCOMPARE(f.store.config().groups[1].packedOverride, u"x"_s + oddText + u" -vv\n"_s);
             type(f.field(0, 1), u" "_s); // kept as typed
         }) << u"kitty Api[ssh box>5,make -a ] Db*[psql]"_s
                                 << 4 << field;
@@ -264,9 +265,7 @@ private Q_SLOTS:
         QCOMPARE(focus(), name);
         QTest::keyClick(name, Qt::Key_Home);
         QTest::keyClicks(name, u"My "_s);
-        QCOMPARE(name->cursorPosition(), 3);
-        QCOMPARE(focus(), name);
-        QVERIFY(f.file().contains("\"name\" : \"My W\""));
+        QVERIFY(f.file().contains("\"name\" : \"My W\"")); // not "MWy "
         press(f.editor.get(), Qt::Key_Tab);
         QCOMPARE(focus(), f.field(0, 0));
         press(f.editor.get(), Qt::SHIFT | Qt::Key_Backtab);
@@ -348,8 +347,8 @@ private Q_SLOTS:
         // A condition replaces the blind wait, which comes back with the seconds.
         auto *wait = card->commandRow(0)->findChild<WaitField *>();
         const auto condition = [&] {
-            const QJsonObject object = now().commands[0].waitFor.toObject();
-            return QJsonDocument(object).toJson(QJsonDocument::Compact);
+            return QJsonDocument(now().commands[0].waitFor.toObject())
+                .toJson(QJsonDocument::Compact);
         };
         const auto marked = [&] { // as invalid, and with the reason in its tooltip
             return u"%1%2"_s.arg(value->property("invalid").toBool())
@@ -478,31 +477,6 @@ private Q_SLOTS:
         QCOMPARE(card->state(), GroupEditor::State::preview);
         QCOMPARE(override(), std::nullopt);
         QVERIFY(preview(0)->text().contains(u";ls"_s));
-    }
-
-    void shownEditsMapBackToTheText_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("after"); // what the field shows after the edit
-        QTest::addColumn<QString>("expected");
-        const QString sep = QChar(QChar::ParagraphSeparator);
-        QTest::newRow("typed before crlf") << u"a\r\nb"_s << u"xa"_s + sep + u"b"_s << u"xa\r\nb"_s;
-        QTest::newRow("typed after crlf")
-            << u"a\r\n\r\nb"_s << u"a"_s + sep + sep + u"xb"_s << u"a\r\n\r\nxb"_s;
-        QTest::newRow("pasted break")
-            << u"a\u00A0b"_s << u"a\u00A0"_s + sep + u"b"_s << u"a\u00A0\nb"_s;
-        QTest::newRow("repeated letter")
-            << u"aa\u2029a"_s << u"aaa"_s + sep + u"a"_s << u"aaa\u2029a"_s;
-    }
-
-    void shownEditsMapBackToTheText()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, after);
-        QFETCH(QString, expected);
-        QTextDocument document;
-        document.setPlainText(text);
-        QCOMPARE(applyShownEdit(text, document.toRawText(), after), expected);
     }
 };
 
