@@ -1,6 +1,5 @@
-// The editor footer's "Start at login" and "Run at login" against a recording platform: each
-// click asks the platform for the user's choice, a failure is shown, and the boxes always show
-// what the platform has. The login files themselves are tests/platform's.
+// The editor footer's login boxes against a recording platform: each click asks it for the
+// user's choice, a failure is shown, and the boxes show what it has (its files: tests/platform).
 #include "FakePlatform.h"
 #include "LoginOptions.h"
 

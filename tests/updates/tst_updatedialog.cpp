@@ -22,12 +22,11 @@ private Q_SLOTS:
     void buttonsOpenTheirLinks()
     {
         QDesktopServices::setUrlHandler(u"https"_s, this, "open");
-        const corvane::UpdateCheckResult result{corvane::UpdateCheckResult::Kind::updateAvailable,
-                                                u"2.0"_s,
-                                                QUrl(u"https://e.org/notes"_s),
-                                                QUrl(u"https://e.org/c.deb"_s),
-                                                QString(),
-                                                u"1.4"_s};
+        corvane::UpdateCheckResult result{corvane::UpdateCheckResult::Kind::updateAvailable,
+                                          u"2.0"_s};
+        result.releaseNotesUrl = QUrl(u"https://e.org/notes"_s);
+        result.downloadUrl = QUrl(u"https://e.org/c.deb"_s);
+        result.currentVersion = u"1.4"_s;
         for (const QString &press : {u"Download"_s, u"Release Notes"_s, u"Later"_s}) {
             QStringList seen; // the versions, then the buttons
             QTimer user;
