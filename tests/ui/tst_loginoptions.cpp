@@ -1,7 +1,5 @@
-// The editor footer's "Start at login" and "Run at login" against a recording platform: each
-// click sets the platform's setting, and the boxes always show what the platform has. Run at login
-// checking Start, and unchecking Start clearing both, are pressed in the real binary by
-// e2e/cli_e2e.py (case autostart).
+// The editor footer's login boxes against a recording platform: each click asks it for the
+// user's choice, a failure is shown, and the boxes show what it has (its files: tests/platform).
 #include "FakePlatform.h"
 #include "LoginOptions.h"
 
@@ -12,18 +10,6 @@ using namespace corvane;
 using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(corvane::LoginStart)
-
-namespace {
-
-QString shown(const LoginOptions &options)
-{
-    const auto checked = [&](const QString &name) {
-        return options.findChild<QCheckBox *>(name)->isChecked();
-    };
-    return u"start %1, run %2"_s.arg(checked(u"startAtLogin"_s)).arg(checked(u"runAtLogin"_s));
-}
-
-} // namespace
 
 class LoginOptionsTest final : public QObject {
     Q_OBJECT
@@ -56,6 +42,8 @@ private Q_SLOTS:
             platform.loginFailure = failure;
         LoginOptions options(platform);
         options.show();
+        auto *start = options.findChild<QCheckBox *>(u"startAtLogin"_s);
+        auto *run = options.findChild<QCheckBox *>(u"runAtLogin"_s);
         QTest::mouseClick(options.findChild<QCheckBox *>(clicked), Qt::LeftButton);
         QList<testing::FakePlatform::Call> expected{
             {u"setLoginStart"_s, {QString::number(int(asked))}}};
@@ -63,12 +51,12 @@ private Q_SLOTS:
             expected.append(
                 {u"alert"_s, {u"Couldn’t change how Corvane starts at login"_s, failure}});
         QCOMPARE(platform.calls, expected);
-        QCOMPARE(shown(options), u"start 1, run 0"_s);
+        QVERIFY(start->isChecked() && !run->isChecked());
         // The setting may change elsewhere (another tool, a removed file): each showing reads it.
         options.hide();
         platform.login = LoginStart::startAndRun;
         options.show();
-        QCOMPARE(shown(options), u"start 1, run 1"_s);
+        QVERIFY(start->isChecked() && run->isChecked());
     }
 };
 

@@ -22,33 +22,29 @@ private Q_SLOTS:
     void buttonsOpenTheirLinks()
     {
         QDesktopServices::setUrlHandler(u"https"_s, this, "open");
-        const corvane::UpdateCheckResult result{corvane::UpdateCheckResult::Kind::updateAvailable,
-                                                u"2.0"_s,
-                                                QUrl(u"https://e.org/notes"_s),
-                                                QUrl(u"https://e.org/c.deb"_s),
-                                                QString(),
-                                                u"1.4"_s};
+        corvane::UpdateCheckResult result{corvane::UpdateCheckResult::Kind::updateAvailable,
+                                          u"2.0"_s};
+        result.releaseNotesUrl = QUrl(u"https://e.org/notes"_s);
+        result.downloadUrl = QUrl(u"https://e.org/c.deb"_s);
+        result.currentVersion = u"1.4"_s;
         for (const QString &press : {u"Download"_s, u"Release Notes"_s, u"Later"_s}) {
-            QStringList seen;
+            QStringList seen; // the versions, then the buttons
             QTimer user;
             user.callOnTimeout(this, [&] {
                 auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
                 if (box == nullptr)
                     return;
                 user.stop();
-                seen << box->text() << box->informativeText();
-                QAbstractButton *chosen = nullptr;
-                for (QAbstractButton *button : box->buttons()) {
+                seen << box->informativeText();
+                for (QAbstractButton *button : box->buttons())
                     seen << button->text().remove(u'&');
-                    chosen = seen.last() == press ? button : chosen;
-                }
-                chosen != nullptr ? chosen->click() : box->reject();
+                const qsizetype chosen = seen.indexOf(press) - 1;
+                chosen >= 0 ? box->buttons().at(chosen)->click() : box->reject();
             });
             user.start(10);
             corvane::UpdateDialog::present(result);
             seen.sort();
-            QCOMPARE(seen, (QStringList{u"A new version of Corvane is available!"_s,
-                                        u"Corvane 2.0 is now available—you have 1.4."_s,
+            QCOMPARE(seen, (QStringList{u"Corvane 2.0 is now available—you have 1.4."_s,
                                         u"Download"_s, u"Later"_s, u"Release Notes"_s}));
         }
         QCOMPARE(m_opened, (QStringList{u"/c.deb"_s, u"/notes"_s}));
