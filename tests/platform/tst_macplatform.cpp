@@ -34,9 +34,9 @@ class MacPlatformTest final : public QObject {
 
     QTemporaryDir bin;
     AlertCatcher alerts; // activations and activities join its list, so that their order shows
-    QMap<LoginItem, LoginItemStatus> items;  // SMAppService's state of each login item
-    QMap<LoginItem, LoginItemStatus> refuse; // registering fails, leaving the item so
-    QStringList itemCalls;                   // "+app", "-agent", ...
+    QMap<LoginItem, LoginItemStatus> items; // SMAppService's state of each login item
+    std::optional<LoginItemStatus> refusal; // registering fails, leaving the item so
+    QStringList itemCalls;                  // "+app", "-agent", ...
 
     // Every application is installed, as /A/<its bundle identifier>.
     MacPlatform::System system()
@@ -53,8 +53,8 @@ class MacPlatformTest final : public QObject {
         result.registerLoginItem = [this](LoginItem item, bool add) -> std::optional<QString> {
             itemCalls.append((add ? u"+"_s : u"-"_s) +
                              (item == LoginItem::app ? u"app"_s : u"agent"_s));
-            if (add && refuse.contains(item)) {
-                items[item] = refuse[item];
+            if (add && refusal) {
+                items[item] = *refusal;
                 return u"Operation not permitted"_s;
             }
             items[item] = add ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
@@ -90,38 +90,32 @@ private Q_SLOTS:
                  (ProcessCommand{u"/A/kitty.app/Contents/MacOS/kitty"_s, arguments}));
     }
 
-    // Each row is what a stand-in osascript prints (stdout, or stderr with a non-zero exit) and
-    // the outcome it must give.
-    void scriptOutcomes_data()
+    // What a stand-in osascript prints (stdout, or stderr with a non-zero exit) and the outcome
+    // it must give. It is given the script on its standard input.
+    void scriptOutcomes()
     {
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("expected");
         const auto fails = [](const char *report) {
             return "echo '" + QByteArray(report) + "' >&2\nexit 1\n";
         };
-        QTest::newRow("integer, log on stderr")
-            << QByteArray("echo 'a log line' >&2\necho 4711\n") << u"result 4711"_s;
-        // AppleScript makes a real of an integer past 2^29.
-        QTest::newRow("real") << QByteArray("echo 1.2E+9\n") << u"result 0"_s;
-        // Lines printed before the report (a framework's warnings) are not part of it.
-        QTest::newRow("syntax, after a warning")
-            << fails("x[1:2] error: warning (5)\n2:9: syntax error: Expected \"}\". (-2741)")
-            << u"failure -2741 | Expected \"}\"."_s;
-        // Localised, with parentheses of its own: only the group at the very end is the number.
-        QTest::newRow("localised") << fails("4:6: execution error: fenêtre (2) fermée. (-1728)")
-                                   << u"failure -1728 | fenêtre (2) fermée."_s;
-        QTest::newRow("number, no message")
-            << fails("LSOpenURLsWithRole() failed (-10810)") << u"failure -10810 | none"_s;
-    }
-    void scriptOutcomes()
-    {
-        QFETCH(QByteArray, body);
-        osascript(body);
+        const std::pair<QByteArray, QString> cases[] = {
+            {"echo 'a log line' >&2\necho 4711\n", u"result 4711"_s},
+            {"echo 1.2E+9\n", u"result 0"_s}, // AppleScript makes a real of an integer past 2^29
+            // Lines printed before the report (a framework's warnings) are not part of it.
+            {fails("x[1:2] error: warning (5)\n2:9: syntax error: Expected \"}\". (-2741)"),
+             u"failure -2741 | Expected \"}\"."_s},
+            // Localised, with parentheses of its own: only the group at the very end is the number.
+            {fails("4:6: execution error: fenêtre (2) fermée. (-1728)"),
+             u"failure -1728 | fenêtre (2) fermée."_s},
+            {fails("LSOpenURLsWithRole() failed (-10810)"), u"failure -10810 | none"_s},
+        };
         // What the driver sends: quotes, backslashes, line breaks and non-ASCII text.
         const QString source = u"tell application \"Terminal\"\n    do script \"echo \\\"é’\\\" "
                                u"\\\\ x\"\nend tell"_s;
-        QTEST(describe(MacPlatform(system()).executeAppleScript(source)), "expected");
-        QCOMPARE(readAll(bin.filePath(u"osascript.in"_s)), "-\n" + source.toUtf8());
+        for (const auto &[body, expected] : cases) {
+            osascript(body);
+            QCOMPARE(describe(MacPlatform(system()).executeAppleScript(source)), expected);
+            QCOMPARE(readAll(bin.filePath(u"osascript.in"_s)), "-\n" + source.toUtf8());
+        }
     }
 
     // As when macOS shows its permission question and nobody answers: the script is stopped and
@@ -169,49 +163,32 @@ private Q_SLOTS:
     }
 
     // Start at login is Corvane's own login item, Run at login the bundled agent that adds
-    // `run`; never both, the unwanted one going first. An item still to be allowed counts as
-    // set, and the editor says so.
-    void loginItems_data()
-    {
-        QTest::addColumn<LoginStart>("before");
-        QTest::addColumn<LoginStart>("wanted");
-        QTest::addColumn<QString>("refused"); // registering the item fails, leaving it so
-        QTest::addColumn<QString>("calls");
-        QTest::addColumn<LoginStart>("after");
-        using enum LoginStart;
-        QTest::newRow("start") << off << start << QString() << u"+app"_s << start;
-        QTest::newRow("run") << start << startAndRun << QString() << u"-app +agent"_s
-                             << startAndRun;
-        QTest::newRow("off") << startAndRun << off << QString() << u"-agent"_s << off;
-        QTest::newRow("off already") << off << off << QString() << QString() << off;
-        QTest::newRow("to allow") << off << startAndRun << u"requiresApproval"_s << u"+agent"_s
-                                  << startAndRun;
-        // ... and any other refusal is reported, leaving neither item.
-        QTest::newRow("refused") << start << startAndRun << u"notRegistered"_s << u"-app +agent"_s
-                                 << off;
-    }
-
+    // `run`: never both, the unwanted one going first, and nothing is removed that is not there.
+    // An item still to be allowed counts as set, and the editor says so; any other refusal is
+    // reported and leaves neither item.
     void loginItems()
     {
-        QFETCH(LoginStart, before);
-        QFETCH(LoginStart, wanted);
-        QFETCH(QString, refused);
-        QFETCH(QString, calls);
+        using enum LoginStart;
+        using Status = std::optional<LoginItemStatus>;
+        const std::tuple<LoginStart, Status, QString, LoginStart> steps[] = {
+            {off, {}, QString(), off},
+            {start, {}, u"+app"_s, start},
+            {startAndRun, {}, u"-app +agent"_s, startAndRun},
+            {off, {}, u"-agent"_s, off},
+            {startAndRun, LoginItemStatus::requiresApproval, u"+agent"_s, startAndRun},
+            {start, {}, u"-agent +app"_s, start},
+            {startAndRun, LoginItemStatus::notRegistered, u"-app +agent"_s, off},
+        };
         MacPlatform platform(system());
-        items.clear();
-        refuse.clear();
-        QCOMPARE(platform.setLoginStart(before), std::nullopt);
-        itemCalls.clear();
-        const bool approval = refused == u"requiresApproval";
-        if (!refused.isEmpty())
-            refuse[LoginItem::runAgent] =
-                approval ? LoginItemStatus::requiresApproval : LoginItemStatus::notRegistered;
-        const bool reported = !refused.isEmpty() && !approval;
-        QCOMPARE(platform.setLoginStart(wanted),
-                 reported ? std::optional(u"Operation not permitted"_s) : std::nullopt);
-        QCOMPARE(itemCalls.join(u' '), calls);
-        QTEST(platform.loginStart(), "after");
-        QCOMPARE(platform.loginStartNote().contains(u"Login Items"_s), approval);
+        for (const auto &[wanted, refused, calls, after] : steps) {
+            refusal = refused;
+            itemCalls.clear();
+            const bool approval = refused == LoginItemStatus::requiresApproval;
+            QCOMPARE(platform.setLoginStart(wanted).has_value(), refused && !approval);
+            QCOMPARE(itemCalls.join(u' '), calls);
+            QCOMPARE(platform.loginStart(), after);
+            QCOMPARE(platform.loginStartNote().contains(u"Login Items"_s), approval);
+        }
     }
 
     // Application Support is ~/Library/Application Support itself, not a folder of Corvane's own
