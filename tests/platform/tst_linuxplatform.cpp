@@ -8,9 +8,7 @@
 #include "TestHelpers.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -23,13 +21,13 @@ using namespace corvane::testing;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-// Each start leaves one file of NUL-terminated fields: working directory, $CORVANE_PROBE, the
-// standard signals (1-31) it ignores as a mask, argv. Renamed into place, so a file that exists is
+// Each start leaves one file of NUL-terminated fields: working directory, the standard signals
+// (1-31) it ignores as a mask, argv. Renamed into place, so a file that exists is
 // complete. With $CORVANE_RUN_WINDOW set it then acts as a terminal without a window: sh runs the
 // window command.
 constexpr char recorder[] = R"sh(#!/bin/sh
 out="$CORVANE_RECORDS/.$$" ignored=0x$(/bin/sed -n 's/^SigIgn:\t//p' /proc/$$/status)
-{ printf '%s\0' "$PWD" "$CORVANE_PROBE" $((ignored & 0x7FFFFFFF)) "$0"
+{ printf '%s\0' "$PWD" $((ignored & 0x7FFFFFFF)) "$0"
   for a in "$@"; do printf '%s\0' "$a"; done; } > "$out"
 /bin/mv "$out" "$CORVANE_RECORDS/record.$$"
 if [ -n "$CORVANE_RUN_WINDOW" ]; then for a in "$@"; do w=$a; done; exec /bin/sh -c "$w"; fi
@@ -62,7 +60,6 @@ private Q_SLOTS:
         // Only the fakes can be found: real terminals of this machine must not be picked up.
         qputenv("PATH", QFile::encodeName(bin.path()));
         qputenv("CORVANE_RECORDS", QFile::encodeName(records.path()));
-        qputenv("CORVANE_PROBE", "inherited");
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
         for (const QString &name : {u"wezterm"_s, u"foot"_s, u"gnome-terminal"_s})
             QVERIFY(writeExecutable(bin.filePath(name), recorder));
@@ -97,8 +94,7 @@ private Q_SLOTS:
         QCOMPARE(platform.startProcess({u"wezterm"_s, odd, config.path()}), std::nullopt);
         std::signal(SIGHUP, SIG_DFL);
         // glibc keeps its real-time signals ignored; none of the standard ones may stay so.
-        const QStringList started{config.path(), u"inherited"_s, u"0"_s,
-                                  bin.filePath(u"wezterm"_s)};
+        const QStringList started{config.path(), u"0"_s, bin.filePath(u"wezterm"_s)};
         QCOMPARE(takeRecords(1), QList<QStringList>{started + odd});
 
         // Still running is no end; a later one is, and the terminal is reaped, not left a zombie.
@@ -125,18 +121,16 @@ private Q_SLOTS:
     void terminalEndingRightAfterStart()
     {
         qputenv("CORVANE_RUN_WINDOW", "1");
-        const QString launch = u"Couldn’t run your commands: Couldn’t launch GNOME Terminal: "_s;
+        // Each row: the windows' commands, how many were started, what the alert says of the end.
         const std::tuple<QStringList, int, QString> cases[] = {
             {{u"exit 0"_s, u"exit 0"_s}, 2, {}},
-            {{u"printf 'a\n%0400d\nwarning\n\n' 0 >&2; echo \"# No display :99 \" >&2; exit 1"_s,
-              u"exit 0"_s},
+            {{u"printf 'a\n%0400d\nwarning\n\n# No display :99 \n' 0 >&2; exit 1"_s, u"exit 0"_s},
              1,
-             launch +
-                 u"it exited with status 1 right after starting.\n\nwarning\n# No display :99"_s},
+             u"it exited with status 1 right after starting.\n\nwarning\n# No display :99"_s},
             {{u"printf '%0400d' 7 >&2; kill -KILL $$"_s},
              1,
-             launch + u"it was stopped by signal 9 right after starting.\n\n…"_s +
-                 QString(299, u'0') + u'7'},
+             u"it was stopped by signal 9 right after starting.\n\n…"_s + QString(299, u'0') +
+                 u'7'},
         };
         for (const auto &[commands, started, alertShown] : cases) {
             QList<TabGroup> groups;
@@ -147,7 +141,8 @@ private Q_SLOTS:
             TerminalRunner runner(platform, sleeper);
             runner.runAll({TerminalApp::gnomeTerminal, groups});
             QTRY_VERIFY_WITH_TIMEOUT(!runner.isRunning(), 10000);
-            QCOMPARE(alerts.seen.join(u"|"), alertShown);
+            QCOMPARE(alerts.seen.join(u"|").section(u"Couldn’t launch GNOME Terminal: "_s, 1),
+                     alertShown);
             QCOMPARE(takeRecords(started).size(), started);
         }
     }
@@ -246,15 +241,11 @@ private Q_SLOTS:
                                              launched.toUtf8() + "'\n"));
         QCOMPARE(AutostartEntry::write(entry, LoginStart::startAndRun, program), std::nullopt);
         QCOMPARE(platform.loginStart(), LoginStart::startAndRun);
-        const auto output = [](const QString &program, const QStringList &arguments) {
-            QProcess process;
-            process.start(QStandardPaths::findExecutable(program, {u"/usr/bin"_s}), arguments);
-            process.waitForFinished();
-            return QString::number(process.exitCode()) + u' ' +
-                   QString::fromUtf8(process.readAll() + process.readAllStandardError());
-        };
-        QCOMPARE(output(u"desktop-file-validate"_s, {entry}), u"0 "_s);
-        QCOMPARE(output(u"gio"_s, {u"launch"_s, entry}), u"0 "_s); // as a desktop launches it
+        QProcess validate;
+        validate.start(u"/usr/bin/desktop-file-validate"_s, {entry});
+        QVERIFY(validate.waitForFinished() && validate.exitCode() == 0);
+        QCOMPARE(validate.readAll() + validate.readAllStandardError(), QByteArray()); // no warning
+        QCOMPARE(QProcess::execute(u"/usr/bin/gio"_s, {u"launch"_s, entry}), 0); // as on a desktop
         QTRY_COMPARE(readAll(launched), (program + u"\nrun\n"_s).toUtf8());
     }
 
@@ -264,16 +255,15 @@ private Q_SLOTS:
         BootTimeSleeper sleeper;
         bool served = false, servedFirst = false;
         QTimer::singleShot(0, this, [&] { served = true; });
-        QElapsedTimer clock;
-        clock.start();
-        qint64 slept = -1;
+        const auto begun = std::chrono::steady_clock::now();
+        std::chrono::nanoseconds slept{-1};
         auto task = sleeper.sleepFor(300ms + 123us).then([&] {
             servedFirst = served;
-            slept = clock.nsecsElapsed();
+            slept = std::chrono::steady_clock::now() - begun;
         });
         QTRY_VERIFY_WITH_TIMEOUT(task.isReady(), 10000);
         QVERIFY(servedFirst);
-        QVERIFY2(slept >= 300'123'000, qPrintable(QString::number(slept)));
+        QVERIFY2(slept >= 300ms + 123us, qPrintable(QString::number(slept.count())));
         QVERIFY(sleeper.sleepFor(0ns).isReady() &&
                 sleeper.sleepFor(std::chrono::nanoseconds::min()).isReady());
     }
