@@ -55,14 +55,13 @@ class BundleFiles(unittest.TestCase):
                   "CORVANE_BUNDLE_EXECUTABLE": ARGS.executable}
         app = "/Applications/" + ARGS.executable + ".app"
         identity = "Developer ID Application: Example (TEAM123)"
-        # Ad hoc (also for an empty identity) without the hardened runtime and the timestamp; a
-        # named identity with both, into a staging DESTDIR; a bundle that does not verify.
+        # Ad hoc (for an empty identity too) without the hardened runtime and the timestamp; a
+        # named identity with both, into a staging DESTDIR; an ad-hoc bundle that does not verify.
         adhoc = [["macdeployqt", app, "-codesign=-"],
                  ["codesign", "--force", "--entitlements", entitlements, "--sign", "-", app],
                  ["codesign", "--verify", "--deep", "--strict", app]]
         staged = "/tmp/stage" + app
         for given, destdir, failing, expected in [
-            ("-", "", "", adhoc),
             ("", "", "", adhoc),
             (identity, "/tmp/stage", "", [
                 ["macdeployqt", staged, "-codesign=" + identity, "-hardened-runtime", "-timestamp"],

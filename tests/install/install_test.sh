@@ -7,11 +7,11 @@ build_dir=$1 binary=${2:-} skip=77
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
+files=(bin/corvane share/applications/corvane.desktop share/icons/hicolor/scalable/apps/corvane.svg)
 
-check_tree() { # ROOT PREFIX: the executable, the desktop entry and its icon, fitting together
-    local share=$1$2/share desktop=$1$2/share/applications/corvane.desktop
-    [[ -x $1$2/bin/corvane && -f $share/icons/hicolor/scalable/apps/corvane.svg ]] \
-        || fail "files missing under $1$2"
+check_tree() { # PREFIX: the executable, the desktop entry and its icon, fitting together
+    local desktop=$1/${files[1]}
+    [[ -x $1/${files[0]} && -f $1/${files[2]} ]] || fail "files missing under $1"
     desktop-file-validate --no-hints "$desktop" || fail "desktop-file-validate rejects $desktop"
     for line in Exec=corvane Icon=corvane Terminal=false; do
         grep -qx "$line" "$desktop" || fail "$desktop lacks $line"
@@ -19,7 +19,7 @@ check_tree() { # ROOT PREFIX: the executable, the desktop entry and its icon, fi
 }
 
 cmake --install "$build_dir" --prefix "$work/prefix" >/dev/null || fail "cmake --install failed"
-check_tree "$work/prefix" ""
+check_tree "$work/prefix"
 
 (cd "$work" && cpack -G DEB --config "$build_dir/CPackConfig.cmake" -B "$work/pkg") >"$work/cpack.log" 2>&1 \
     || { cat "$work/cpack.log"; fail "cpack failed"; }
@@ -36,11 +36,10 @@ if dpkg-query -W -f='${Status}' corvane 2>/dev/null | grep -q 'ok installed'; th
 fi
 trap 'dpkg --purge corvane >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
 dpkg -i "$deb" >/dev/null || fail "dpkg -i failed"
-check_tree "" /usr
+check_tree /usr
 ! ldd /usr/bin/corvane | grep 'not found' || fail "unresolved libraries"
 dpkg --purge corvane >/dev/null || fail "dpkg --purge failed"
-for path in /usr/bin/corvane /usr/share/applications/corvane.desktop \
-    /usr/share/icons/hicolor/scalable/apps/corvane.svg; do
-    [[ ! -e $path ]] || fail "$path left behind after purge"
+for file in "${files[@]}"; do
+    [[ ! -e /usr/$file ]] || fail "/usr/$file left behind after purge"
 done
 echo PASS
