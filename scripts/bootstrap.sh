@@ -17,7 +17,7 @@ PACKAGES="
   gnome-terminal konsole xfce4-terminal mate-terminal tilix terminator xterm foot
   dbus dbus-x11
   openssh-server openssh-client
-  desktop-file-utils dpkg-dev file
+  desktop-file-utils libglib2.0-bin dpkg-dev file
   fonts-dejavu-core
 "
 
