@@ -38,21 +38,26 @@ private Q_SLOTS:
     {
         QTest::addColumn<TerminalApp>("terminal");
         QTest::addColumn<bool>("installed");
+        QTest::addColumn<QString>("typing");
         for (TerminalApp app : {TerminalApp::kitty, TerminalApp::ghostty, TerminalApp::tabby,
                                 TerminalApp::gnomeTerminal, TerminalApp::foot,
                                 TerminalApp::appleTerminal, TerminalApp::iterm2})
-            QTest::newRow(qUtf8Printable(rawValue(app))) << app << true;
-        QTest::newRow("not installed") << TerminalApp::wezterm << false;
+            QTest::newRow(qUtf8Printable(rawValue(app))) << app << true << QString();
+        QTest::newRow("not installed") << TerminalApp::wezterm << false << QString();
+        QTest::newRow("no tmux") << TerminalApp::kitty << true << u"tmux"_s;
     }
 
+    // A run that cannot go ahead shows one alert and nothing else, and the preview names it.
     void previewNamesWhatTheRunDoes()
     {
         QFETCH(TerminalApp, terminal);
         QFETCH(bool, installed);
+        QFETCH(QString, typing);
         FakePlatform platform;
         if (installed)
             platform.install(terminal);
-        const AppConfig config = awkwardConfig(terminal);
+        AppConfig config = awkwardConfig(terminal);
+        config.typing = typing;
 
         const RunPreview preview = RunPreview::of(config, platform);
         QCOMPARE(platform.calls, QList<FakePlatform::Call>{}); // nothing started, typed or shown
@@ -61,13 +66,16 @@ private Q_SLOTS:
         TerminalRunner runner(platform, sleeper);
         QVERIFY(runner.runAll(config).isReady());
 
-        const auto alerts = platform.callsOf(u"alert"_s);
-        QCOMPARE(alerts.size(), qsizetype(installed ? 0 : 1));
-        QCOMPARE(preview.problem, installed ? QString() : alerts[0].values.join(u". "_s));
-        if (!installed) {
+        const bool fails = !installed || !typing.isEmpty();
+        QCOMPARE(platform.callsOf(u"alert"_s).size(), qsizetype(fails ? 1 : 0));
+        if (fails) {
+            QCOMPARE(platform.calls.size(), 1);
+            QCOMPARE(preview.problem, platform.calls[0].values.join(u". "_s));
+            QVERIFY(preview.problem.startsWith(installed ? u"tmux"_s : displayName(terminal)));
             QVERIFY(preview.text().isEmpty());
             return;
         }
+        QCOMPARE(preview.problem, QString());
 
         // Those of the run, in order; the fake gives every scripted window the id 0.
         QList<FakePlatform::Call> previewed;

@@ -1,7 +1,7 @@
 // Typing through tmux against real tmux and real shells (bash, zsh, dash, fish where installed),
 // each with a private HOME and a private tmux server: a stand-in for ssh that asks for a password,
-// delays, the shell's history, a session that dies and the sessions' ends. Real terminals typed
-// into (a REPL, waits) are in tst_realterminals.
+// a REPL, delays, the shell's history, a session that dies and the sessions' ends. Real terminals
+// typed into (waits) are in tst_realterminals.
 #include "BootTimeSleeper.h"
 #include "FakePlatform.h"
 #include "PackedCommandBuilder.h"
@@ -126,7 +126,7 @@ PS1="$1\$ " exec sh -i
     }
 
     // One window: a delay, ssh and a command for the shell behind it once the password was given,
-    // and the shell's history.
+    // a line for python3, and the shell's history.
     void typesEachCommandWhenThePreviousIsDone_data() { shells_data(); }
     void typesEachCommandWhenThePreviousIsDone()
     {
@@ -136,7 +136,7 @@ PS1="$1\$ " exec sh -i
             QSKIP("Shell not installed");
         const QString tag = shell + u'-';
         const QString times = file(tag + u"times"_s), inner = file(tag + u"inner"_s);
-        const QString history = file(tag + u"history"_s);
+        const QString repl = file(tag + u"repl"_s), history = file(tag + u"history"_s);
         const QString historyCommand = shell == "fish"_L1 ? u"history > '%1'"_s.arg(history)
                                                           : u"fc -ln 1 > '%1'"_s.arg(history);
 
@@ -147,6 +147,9 @@ PS1="$1\$ " exec sh -i
             {PackedCommandBuilder::shellQuoted(file(u"bin/ssh"_s)) + u" box"_s},
             {u"echo \"$PS1\" > '"_s + inner + u'\''},
             {u"exit"_s},
+            {u"python3 -q"_s},
+            {u"open('%1', 'w').write(str(6 * 7))"_s.arg(repl)},
+            {u"exit()"_s},
             {historyCommand},
         };
         QSignalSpy typed(sessions.get(), &TmuxSessions::stepTyped);
@@ -176,6 +179,7 @@ PS1="$1\$ " exec sh -i
         QCOMPARE(read(file(u"password"_s)), u"s3cret"_s); // ... and got only the answer
         QCOMPARE(read(inner), u"box$"_s);                 // the command ran in the shell behind ssh
         QCOMPARE(asked, 1);
+        QCOMPARE(read(repl), u"42"_s);
         // The window's shell keeps what was typed into it in its history (dash keeps none).
         if (shell != "dash"_L1) {
             QTRY_VERIFY_WITH_TIMEOUT(read(history).contains(u"bin/ssh box"_s), 10000);
@@ -267,13 +271,14 @@ PS1="$1\$ " exec sh -i
     }
 
     // The plan of a run with the choice made: sessions named after the windows and free on the
-    // server, the terminal's recipe attaching to them, waits typed as commands of their own; no
-    // tmux, the alert; a terminal opened by Warp's launch file keeps its packed lines.
+    // server, waits typed as commands of their own, the preview and the editor's card showing
+    // them; a terminal opened by Warp's launch file keeps its packed lines.
     void thePlanTypesThroughTmux()
     {
         FakePlatform fake;
         fake.install(TerminalApp::xterm, u"/usr/bin/xterm"_s);
         fake.shell = u"/bin/bash"_s;
+        fake.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
         AppConfig config{TerminalApp::xterm,
                          {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
                           group(u"api: db"_s, {step(u"make"_s, 2)})},
@@ -281,17 +286,10 @@ PS1="$1\$ " exec sh -i
         config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
         config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
 
-        const RunPlan missing = RunPlan::of(config, fake);
-        QVERIFY(missing.tmuxMissing);
-        QVERIFY(RunPreview::of(missing, fake).problem.startsWith(u"tmux isn’t installed."_s));
-
-        fake.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
         const RunPlan plan = RunPlan::of(config, fake, {u"api-db"_s});
         QCOMPARE(plan.windows.size(), 2);
         QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
         QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
-        QCOMPARE(plan.windows[0].process.arguments.last(),
-                 TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db-2"_s));
         // The start condition, the command, its wait with the command's delay after it.
         const QList<TmuxStep> &steps = plan.windows[1].tmuxWindow.steps;
         QCOMPARE(steps.size(), 3);
