@@ -1,9 +1,11 @@
-// The runner and its parts against recording doubles: exact texts, call order and waits.
+// The runner, its parts and the run preview against recording doubles: exact texts, call order
+// and waits.
 #include "AppleScriptDriver.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "PackedCommandBuilder.h"
 #include "RunPlan.h"
+#include "RunPreview.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
 
@@ -186,6 +188,73 @@ private Q_SLOTS:
         QCOMPARE(platform.calls.size(), 1);
         QVERIFY(platform.calls[0].values.value(1).startsWith(
             u"Couldn’t write the Warp launch file: Not a directory"_s));
+    }
+
+    void previewNamesWhatTheRunDoes_data()
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<bool>("installed");
+        QTest::addColumn<QString>("typing");
+        for (TerminalApp app :
+             {TA::kitty, TA::tabby, TA::gnomeTerminal, TA::appleTerminal, TA::iterm2})
+            QTest::newRow(qUtf8Printable(rawValue(app))) << app << true << QString();
+        QTest::newRow("not installed") << TA::wezterm << false << QString();
+        QTest::newRow("no tmux") << TA::kitty << true << u"tmux"_s;
+    }
+
+    // Whatever the preview names, the runner must then do: commands that need quoting of every
+    // kind, a blank step with a delay, a group with nothing to run, an SSH group and a command of
+    // two lines. A run that cannot go ahead shows one alert and nothing else, and the preview
+    // names it. The real binary's dry run, read back by real shells, is driven in e2e/cli_e2e.py.
+    void previewNamesWhatTheRunDoes()
+    {
+        QFETCH(TerminalApp, terminal);
+        QFETCH(bool, installed);
+        QFETCH(QString, typing);
+        if (installed)
+            platform.install(terminal);
+        const AppConfig config{
+            terminal,
+            {group(u"Build ‘box’"_s,
+                   {step(u"  cd ~/app && echo \"it's $HOME\" `id -u`  "_s, 1.5), step(u" "_s, 9),
+                    step(u"printf '%s\\n' a\\ b\t|| !!"_s, 0.2)}),
+             group(u"empty"_s, {step(u"\u3000"_s, 4)}),
+             group(u"remote"_s, {step(u"ssh box"_s, 2), step(u"tail -f /var/log/*.log"_s)}),
+             group(u"two lines"_s, {step(u"echo one\necho two"_s)})},
+            typing};
+        const RunPreview preview = RunPreview::of(config, platform);
+        QCOMPARE(platform.calls, Calls{}); // nothing started, typed or shown
+
+        FakeSleeper waits;
+        TerminalRunner runner(platform, waits);
+        QVERIFY(runner.runAll(config).isReady());
+        const bool fails = !installed || !typing.isEmpty();
+        QCOMPARE(platform.callsOf(u"alert"_s).size(), qsizetype(fails ? 1 : 0));
+        if (fails) {
+            QCOMPARE(platform.calls.size(), 1);
+            QCOMPARE(preview.problem, platform.calls[0].values.join(u". "_s));
+            QVERIFY(preview.problem.startsWith(installed ? u"tmux"_s : displayName(terminal)));
+            QVERIFY(preview.text().isEmpty());
+            return;
+        }
+        QCOMPARE(preview.problem, QString());
+
+        // Those of the run, in order; the fake gives every scripted window the id 0.
+        Calls previewed;
+        QList<double> seconds;
+        for (const ProcessCommand &process : preview.processes)
+            previewed.append({u"startProcess"_s, QStringList{process.program} + process.arguments});
+        for (const RunPreview::ScriptedWindow &window : preview.scriptedWindows) {
+            for (const RunPreview::Script &script : window.scripts) {
+                QVERIFY(preview.text().contains(u'\n' + script.source + u'\n'));
+                previewed.append(
+                    {u"appleScript"_s, {QString(script.source).replace(u"{window}"_s, u"0"_s)}});
+                seconds.append(std::chrono::duration<double>(script.waitAfter).count());
+            }
+        }
+        QCOMPARE(previewed, platform.calls);
+        if (!preview.scriptedWindows.isEmpty())
+            QCOMPARE(seconds, waits.seconds);
     }
 
     void appleScriptTexts()
