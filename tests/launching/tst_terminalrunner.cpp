@@ -8,6 +8,7 @@
 #include "RunPreview.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
+#include "TmuxSessions.h"
 
 #include <QDir>
 #include <QJsonObject>
@@ -188,6 +189,45 @@ private Q_SLOTS:
         QCOMPARE(platform.calls.size(), 1);
         QVERIFY(platform.calls[0].values.value(1).startsWith(
             u"Couldn’t write the Warp launch file: Not a directory"_s));
+    }
+
+    // The plan of a run with the choice made: sessions named after the windows and free on the
+    // server, waits typed as commands of their own, the preview and the editor's card showing
+    // them; a terminal opened by Warp's launch file keeps its packed lines.
+    void thePlanTypesThroughTmux()
+    {
+        platform.install(TA::xterm);
+        platform.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
+        AppConfig config{TA::xterm,
+                         {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
+                          group(u"api: db"_s, {step(u"make"_s, 2)})},
+                         u"tmux"_s};
+        config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
+        config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
+
+        const RunPlan plan = RunPlan::of(config, platform, {u"api-db"_s});
+        QCOMPARE(plan.windows.size(), 2);
+        QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
+        QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
+        // The start condition, the command, its wait with the command's delay after it.
+        const QList<TmuxStep> &steps = plan.windows[1].tmuxWindow.steps;
+        QCOMPARE(steps.size(), 3);
+        QVERIFY(steps[0].isWait && steps[0].text.contains(u"/tmp/x"_s) && !steps[1].isWait &&
+                steps[1].text == u"make"_s && steps[1].delayAfter == 0 && steps[2].isWait &&
+                steps[2].text.contains(u"5432"_s) && steps[2].delayAfter == 2);
+        const QString preview = RunPreview::of(plan, platform).text();
+        QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
+        QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
+        // The editor's card: the commands as typed, then how the window attaches.
+        const QString card = RunPreview::cardTexts(config, platform).at(1).value_or(u""_s);
+        QVERIFY2(card.contains(u"\nmake\n"_s) &&
+                     card.contains(steps[2].text + u"\n# then waits 2 s"_s) &&
+                     card.endsWith(
+                         TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db"_s)),
+                 qPrintable(card));
+
+        config.terminalApp = TA::warp;
+        QVERIFY(!RunPlan::of(config, platform).windows[0].tmuxSession);
     }
 
     void previewNamesWhatTheRunDoes_data()

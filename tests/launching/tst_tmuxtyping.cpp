@@ -5,14 +5,11 @@
 #include "BootTimeSleeper.h"
 #include "FakePlatform.h"
 #include "PackedCommandBuilder.h"
-#include "RunPlan.h"
-#include "RunPreview.h"
 #include "TestHelpers.h"
 #include "TmuxSessions.h"
 
 #include <QCoroTask>
 #include <QDir>
-#include <QJsonObject>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -118,7 +115,7 @@ PS1="$1\$ " exec sh -i
         tmuxOut({u"kill-server"_s});
     }
 
-    static void shells_data()
+    void typesEachCommandWhenThePreviousIsDone_data()
     {
         QTest::addColumn<QString>("shell");
         for (const QString &shell : {u"bash"_s, u"zsh"_s, u"dash"_s, u"fish"_s})
@@ -127,7 +124,6 @@ PS1="$1\$ " exec sh -i
 
     // One window: a delay, ssh and a command for the shell behind it once the password was given,
     // a line for python3, and the shell's history.
-    void typesEachCommandWhenThePreviousIsDone_data() { shells_data(); }
     void typesEachCommandWhenThePreviousIsDone()
     {
         QFETCH(QString, shell);
@@ -154,8 +150,7 @@ PS1="$1\$ " exec sh -i
         };
         QSignalSpy typed(sessions.get(), &TmuxSessions::stepTyped);
         QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
-        int asked = 0;
-        bool answeredBeforeInner = true;
+        int asked = 0, askedBeforeInner = 0;
         connect(sessions.get(), &TmuxSessions::inputWanted, this, [&](const QString &name) {
             QCOMPARE(name, u"api: db"_s);
             ++asked;
@@ -164,7 +159,7 @@ PS1="$1\$ " exec sh -i
         });
         connect(sessions.get(), &TmuxSessions::stepTyped, this, [&](const QString &, int index) {
             if (index == 3)
-                answeredBeforeInner = asked == 1 && QFile::exists(file(u"password"_s));
+                askedBeforeInner = asked;
         });
         QCOMPARE(open(window), u"api-db"_s);
         QVERIFY2(ended.wait(90000),
@@ -175,16 +170,14 @@ PS1="$1\$ " exec sh -i
         const QStringList stamps = read(times).split(u'\n');
         QCOMPARE(stamps.size(), 2);
         QVERIFY2(stamps[1].toDouble() - stamps[0].toDouble() >= 1.5, qPrintable(stamps.join(u' ')));
-        QVERIFY(answeredBeforeInner);                     // the question was left to the user ...
+        QCOMPARE(askedBeforeInner, 1); // the question was left to the user, once ...
+        QCOMPARE(asked, 1);
         QCOMPARE(read(file(u"password"_s)), u"s3cret"_s); // ... and got only the answer
         QCOMPARE(read(inner), u"box$"_s);                 // the command ran in the shell behind ssh
-        QCOMPARE(asked, 1);
         QCOMPARE(read(repl), u"42"_s);
         // The window's shell keeps what was typed into it in its history (dash keeps none).
-        if (shell != "dash"_L1) {
+        if (shell != "dash"_L1)
             QTRY_VERIFY_WITH_TIMEOUT(read(history).contains(u"bin/ssh box"_s), 10000);
-            QVERIFY(read(history).contains(u"date +%s.%N >>"_s));
-        }
         QCOMPARE(platform.callsOf(u"alert"_s).size(), 0);
     }
 
@@ -268,48 +261,6 @@ PS1="$1\$ " exec sh -i
             terminal->kill();
             terminal->waitForFinished();
         }
-    }
-
-    // The plan of a run with the choice made: sessions named after the windows and free on the
-    // server, waits typed as commands of their own, the preview and the editor's card showing
-    // them; a terminal opened by Warp's launch file keeps its packed lines.
-    void thePlanTypesThroughTmux()
-    {
-        FakePlatform fake;
-        fake.install(TerminalApp::xterm, u"/usr/bin/xterm"_s);
-        fake.shell = u"/bin/bash"_s;
-        fake.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
-        AppConfig config{TerminalApp::xterm,
-                         {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
-                          group(u"api: db"_s, {step(u"make"_s, 2)})},
-                         u"tmux"_s};
-        config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
-        config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
-
-        const RunPlan plan = RunPlan::of(config, fake, {u"api-db"_s});
-        QCOMPARE(plan.windows.size(), 2);
-        QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
-        QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
-        // The start condition, the command, its wait with the command's delay after it.
-        const QList<TmuxStep> &steps = plan.windows[1].tmuxWindow.steps;
-        QCOMPARE(steps.size(), 3);
-        QVERIFY(steps[0].isWait && steps[0].text.contains(u"/tmp/x"_s) && !steps[1].isWait &&
-                steps[1].text == u"make"_s && steps[1].delayAfter == 0 && steps[2].isWait &&
-                steps[2].text.contains(u"5432"_s) && steps[2].delayAfter == 2);
-        const QString preview = RunPreview::of(plan, fake).text();
-        QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
-        QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
-        // The editor's card: the commands as typed, then how the window attaches.
-        const QString card = RunPreview::cardTexts(config, fake).at(1).value_or(u""_s);
-        QVERIFY2(card.contains(u"\nmake\n"_s) &&
-                     card.contains(steps[2].text + u"\n# then waits 2 s"_s) &&
-                     card.endsWith(
-                         TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db"_s)),
-                 qPrintable(card));
-
-        config.terminalApp = TerminalApp::warp;
-        fake.install(TerminalApp::warp);
-        QVERIFY(!RunPlan::of(config, fake).windows[0].tmuxSession);
     }
 };
 
