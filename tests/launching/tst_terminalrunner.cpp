@@ -46,12 +46,6 @@ const auto send = [](const QString &c, int id) {
                 {u"tell application \"Terminal\"\n    do script \"%1\" in tab 1 "
                  u"of window id %2\nend tell"_s.arg(quoted(c), QString::number(id))}};
 };
-const auto kitty = [](const QString &title, const QString &script) {
-    return Call{u"startProcess"_s,
-                {u"/Applications/kitty"_s, u"--single-instance"_s, u"-T"_s, title, u"/bin/zsh"_s,
-                 u"-ilc"_s, u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s}};
-};
-
 } // namespace
 
 class TerminalRunnerTest final : public QObject {
@@ -135,22 +129,53 @@ private Q_SLOTS:
         QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 9);
     }
 
+    void packedRunLaunchesEachWindowThenPauses_data()
+    {
+        QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<QString>("head"); // the vector before the shell; %1: the title
+        QTest::newRow("kitty") << TA::kitty << u"--single-instance -T %1"_s;
+        QTest::newRow("title inside an option") << TA::konsole << u"-p tabtitle=%1 -e"_s;
+        QTest::newRow("title before --") << TA::gnomeTerminal << u"--window --title %1 --"_s;
+        QTest::newRow("no title") << TA::wezterm << u"start --always-new-process --"_s;
+    }
+
+    // Each window's vector, the packed line after the shell; a missing folder gives the home
+    // folder and says so in the window. How each system starts the program is the platforms'
+    // tests, that the windows open and run tst_realterminals'.
     void packedRunLaunchesEachWindowThenPauses()
     {
+        QFETCH(TerminalApp, terminal);
+        QFETCH(QString, head);
+        platform.install(terminal, u"/A/x"_s);
         platform.startFailures.insert(3, u"No such file or directory"_s);
+        const auto window = [&](const QString &title, const QString &line) {
+            return Call{u"startProcess"_s,
+                        QStringList{u"/A/x"_s} +
+                            (head.contains(u"%1"_s) ? head.arg(title) : head).split(u' ') +
+                            QStringList{u"/bin/zsh"_s, u"-ilc"_s,
+                                        u"trap : INT; "_s + line + u"; exec /bin/zsh -il"_s}};
+        };
+        const QString missing = support.filePath(u"gone"_s);
+        TabGroup box = group(u"box"_s, {step(u"ssh box"_s, 5)});
+        box.directory = missing;
+        const AppConfig config{
+            terminal,
+            {group(u"app"_s, {step(u"cd ~/app"_s, 2), step(u"npm start"_s, 4)}, u"  "_s),
+             group(u"skipped"_s, {step(u"  "_s, 4)}, u" \n "_s),
+             group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s), box,
+             group(u"fails"_s, {step(u"x"_s)}), group(u"never"_s, {step(u"y"_s)})}};
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TA::kitty,
-                     {group(u"app"_s, {step(u"cd ~/app"_s, 2), step(u"npm start"_s, 4)}, u"  "_s),
-                      group(u"skipped"_s, {step(u"  "_s, 4)}, u" \n "_s),
-                      group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s),
-                      group(u"box"_s, {step(u"ssh box"_s, 5)}), group(u"fails"_s, {step(u"x"_s)}),
-                      group(u"never"_s, {step(u"y"_s)})}});
+        run(runner, config);
         QCOMPARE(platform.calls,
-                 (Calls{kitty(u"app"_s, u"cd ~/app; sleep 2; npm start"_s), wait(0.8),
-                        kitty(u"custom"_s, u"htop"_s), wait(0.8), kitty(u"box"_s, u"ssh box"_s),
-                        wait(0.8), kitty(u"fails"_s, u"x"_s),
-                        alert(failed,
-                              u"Couldn’t launch kitty: No such file or directory (error 0)"_s)}));
+                 (Calls{window(u"app"_s, u"cd ~/app; sleep 2; npm start"_s), wait(0.8),
+                        window(u"custom"_s, u"htop"_s), wait(0.8),
+                        window(u"box"_s, u"echo 'Corvane: there is no folder "_s + missing +
+                                             u"; starting in the home folder'; ssh box"_s),
+                        wait(0.8), window(u"fails"_s, u"x"_s),
+                        alert(failed, u"Couldn’t launch "_s + displayName(terminal) +
+                                          u": No such file or directory (error 0)"_s)}));
+        QCOMPARE(RunPlan::of(config, platform).windows[2].process.workingDirectory,
+                 QDir::homePath());
     }
 
     // One launch file for every window, opened by URL (the folder's name needs encoding there),
@@ -325,40 +350,6 @@ private Q_SLOTS:
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Could not compile AppleScript."_s}));
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{-2741, u"Unknown AppleScript error."_s}));
         QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Syntax error"_s}));
-    }
-
-    // The other shapes of a terminal's vector (kitty's is the run's above): no title, the title
-    // inside an option, the title before the `--`; the window's folder, a missing one giving the
-    // home folder and a notice in the window. How each system starts the program is the
-    // platforms' tests.
-    void packedPlans()
-    {
-        const QString missing = support.filePath(u"gone"_s);
-        const QString notice = u"echo 'Corvane: there is no folder "_s + missing +
-                               u"; starting in the home folder'; "_s;
-        const std::tuple<TerminalApp, QString, QString> cases[] = {
-            {TA::wezterm, u"start --always-new-process --"_s, missing},
-            {TA::konsole, u"-p tabtitle=W -e"_s, support.path()},
-            {TA::gnomeTerminal, u"--window --title W --"_s, {}},
-        };
-        for (const auto &[terminal, head, folder] : cases) {
-            platform.install(terminal, u"/A/x"_s);
-            TabGroup window = group(u"W"_s, {step(u"ls"_s)});
-            if (!folder.isEmpty())
-                window.directory = folder;
-            const RunPlan plan = RunPlan::of({terminal, {window, group(u"-"_s, {})}}, platform);
-            QCOMPARE(plan.windows.size(), 1);
-            const ProcessCommand &process = plan.windows[0].process;
-            const bool gone = folder == missing;
-            const QString line =
-                u"trap : INT; "_s + (gone ? notice : QString()) + u"ls; exec /bin/zsh -il"_s;
-            QCOMPARE(QStringList{process.program} + process.arguments,
-                     (QStringList{u"/A/x"_s} + head.split(u' ') +
-                      QStringList{u"/bin/zsh"_s, u"-ilc"_s, line}));
-            QCOMPARE(process.workingDirectory,
-                     folder.isEmpty() || gone ? QDir::homePath() : folder);
-        }
-        QVERIFY(platform.calls.isEmpty());
     }
 };
 
