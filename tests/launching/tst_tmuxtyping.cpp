@@ -17,6 +17,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <deque>
 
 using namespace corvane;
 using namespace corvane::testing;
@@ -187,25 +188,20 @@ PS1="$1\$ " exec sh -i
     void stopsAndDies()
     {
         platform.shell = u"/bin/bash"_s;
-        QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
-        const auto endOf = [&](const QString &session) {
-            for (const QList<QVariant> &end : ended) {
-                if (end.value(0).toString() == session)
-                    return end.value(1).value<TypingEnd>();
-            }
-            return TypingEnd(-1);
-        };
+        QHash<QString, TypingEnd> ended;
+        connect(sessions.get(), &TmuxSessions::typingEnded, this,
+                [&](const QString &session, TypingEnd end) { ended.insert(session, end); });
         const QString marker = file(u"after"_s);
         const TmuxStep after{u"touch '"_s + marker + u'\''};
         open({u"fails"_s, {}, {{u"false"_s}, after}, true});
         open({u"dies"_s, {}, {{u"sleep 600"_s}, after}});
         open({u"goes on"_s, {}, {{u"sleep 1"_s}, {u"true"_s}}});
         QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 1, 30000);
-        QCOMPARE(endOf(u"fails"_s), TypingEnd::stopped);
+        QCOMPARE(ended.value(u"fails"_s), TypingEnd::stopped);
         tmuxOut({u"kill-session"_s, u"-t"_s, u"=dies"_s});
         QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 3, 30000);
-        QCOMPARE(endOf(u"dies"_s), TypingEnd::died);
-        QCOMPARE(endOf(u"goes-on"_s), TypingEnd::done);
+        QCOMPARE(ended.value(u"dies"_s), TypingEnd::died);
+        QCOMPARE(ended.value(u"goes-on"_s), TypingEnd::done);
         QCOMPARE(platform.callsOf(u"alert"_s).size(), 1);
         QVERIFY(platform.callsOf(u"alert"_s).first().values.first().contains(u"“dies”"_s));
         QVERIFY(!QFile::exists(marker));
@@ -220,13 +216,12 @@ PS1="$1\$ " exec sh -i
             QSKIP("Needs script(1)");
         platform.shell = u"/bin/sh"_s;
         QSignalSpy ended(sessions.get(), &TmuxSessions::typingEnded);
-        QList<QProcess *> terminals;
+        std::deque<QProcess> terminals; // each killed as it goes
         const auto show = [&](const QString &session) {
-            auto *terminal = new QProcess(this);
             // Its input stays open, as a terminal's would.
-            terminal->start(u"sh"_s, {u"-c"_s, u"sleep 600 | script -qec \"$0\" /dev/null"_s,
-                                      TmuxSessions::attachLine(sessions->client(), session)});
-            terminals.append(terminal);
+            terminals.emplace_back().start(u"sh"_s,
+                                           {u"-c"_s, u"sleep 600 | script -qec \"$0\" /dev/null"_s,
+                                            TmuxSessions::attachLine(sessions->client(), session)});
             QTRY_VERIFY_WITH_TIMEOUT(tmuxOut({u"display-message"_s, u"-p"_s, u"-t"_s,
                                               u'=' + session + u':', u"#{session_attached}"_s}) ==
                                          "1"_L1,
@@ -244,23 +239,17 @@ PS1="$1\$ " exec sh -i
         QTRY_VERIFY_WITH_TIMEOUT(ended.size() == 3, 30000);
 
         // Closing a window: its client loses its terminal.
-        const auto closeWindow = [&](const QString &session) {
+        for (const QString &session : {u"closed"_s, u"still-typing"_s}) {
             const QString pid = tmuxOut(
                 {u"list-clients"_s, u"-t"_s, u'=' + session + u':', u"-F"_s, u"#{client_pid}"_s});
             QVERIFY(!pid.isEmpty());
             ::kill(pid.toInt(), SIGHUP);
-        };
-        closeWindow(u"closed"_s);
-        closeWindow(u"still-typing"_s);
+        }
         tmuxOut({u"detach-client"_s, u"-s"_s, u"=detached:"_s});
         QTRY_COMPARE_WITH_TIMEOUT(
             sessionsLeft(), (QStringList{u"detached"_s, u"open"_s, u"still-typing"_s}), 10000);
         sessions->endUnattached(); // Corvane quits
         QTRY_COMPARE_WITH_TIMEOUT(sessionsLeft(), (QStringList{u"detached"_s, u"open"_s}), 10000);
-        for (QProcess *terminal : terminals) {
-            terminal->kill();
-            terminal->waitForFinished();
-        }
     }
 };
 
