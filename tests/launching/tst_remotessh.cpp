@@ -26,13 +26,6 @@ class RemoteSshTest final : public QObject {
     const QString user = u"corvane-ssh-%1"_s.arg(::getpid());
     const QString home = u"/tmp/"_s + user; // outside dir, which only root may enter
 
-    static bool run(const QString &program, const QStringList &arguments)
-    {
-        QProcess process;
-        process.start(program, arguments);
-        return process.waitForFinished(30000) && process.exitCode() == 0;
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -42,17 +35,17 @@ private Q_SLOTS:
             QStandardPaths::findExecutable(u"ssh"_s).isEmpty())
             QSKIP("OpenSSH server and client are not installed");
         QVERIFY(QDir().mkpath(u"/run/sshd"_s));
-        QVERIFY(run(u"useradd"_s, {u"-m"_s, u"-k"_s, u"/dev/null"_s, u"-d"_s, home, u"-s"_s,
-                                   u"/bin/bash"_s, user}));
+        QVERIFY(!QProcess::execute(u"useradd"_s, {u"-m"_s, u"-k"_s, u"/dev/null"_s, u"-d"_s, home,
+                                                  u"-s"_s, u"/bin/bash"_s, user}));
         for (const QString &key : {u"host_key"_s, u"client_key"_s})
-            QVERIFY(run(u"ssh-keygen"_s, {u"-q"_s, u"-t"_s, u"ed25519"_s, u"-N"_s, QString(),
-                                          u"-f"_s, dir.filePath(key)}));
+            QVERIFY(!QProcess::execute(u"ssh-keygen"_s, {u"-q"_s, u"-t"_s, u"ed25519"_s, u"-N"_s,
+                                                         QString(), u"-f"_s, dir.filePath(key)}));
         // Read by sshd as the user, from its own home; a password of "*" keeps the account usable
         // by key (a locked one is refused).
         const QString keys = home + u"/authorized_keys"_s;
         QVERIFY(QFile::copy(dir.filePath(u"client_key.pub"_s), keys));
-        QVERIFY(run(u"chown"_s, {user, keys}));
-        QVERIFY(run(u"usermod"_s, {u"-p"_s, u"*"_s, user}));
+        QVERIFY(!QProcess::execute(u"chown"_s, {user, keys}));
+        QVERIFY(!QProcess::execute(u"usermod"_s, {u"-p"_s, u"*"_s, user}));
 
         QTcpServer probe; // a port that was free a moment ago; sshd says if it is taken after all
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
@@ -93,7 +86,7 @@ private Q_SLOTS:
         sshd.terminate();
         sshd.waitForFinished(5000);
         if (::geteuid() == 0) {
-            run(u"userdel"_s, {u"-r"_s, u"-f"_s, user});
+            QProcess::execute(u"userdel"_s, {u"-r"_s, u"-f"_s, user});
             QVERIFY(!QFile::exists(home));
         }
     }
