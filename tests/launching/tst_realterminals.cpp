@@ -102,15 +102,6 @@ class RealTerminalsTest final : public QObject {
         return search.waitForFinished() ? search.readAllStandardOutput().count('\n') : -1;
     }
 
-    // tmux on Corvane's server, which the test's TMUX_TMPDIR keeps private.
-    QString tmuxOut(const QStringList &arguments) const
-    {
-        QProcess process;
-        process.start(tmux, QStringList{u"-L"_s, u"corvane"_s} + arguments);
-        process.waitForFinished(10000);
-        return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-    }
-
     // The window's shell waiting at its prompt with nothing in front of it, leading its session:
     // an interactive login shell, or in a typed row the pane's shell with its prompt hook.
     QString atPrompt(bool typed) const
@@ -279,9 +270,13 @@ private Q_SLOTS:
         // Typed: each window is attached to its own session (tmux lists them in the order they
         // attached, which the terminals' start-up decides).
         if (typed) {
-            const auto clients = [&] {
-                QStringList sessions =
-                    tmuxOut({u"list-clients"_s, u"-F"_s, u"#{session_name}"_s}).split(u'\n');
+            const auto clients = [&] { // on Corvane's server, which TMUX_TMPDIR keeps private
+                QProcess list;
+                list.start(tmux, {u"-L"_s, u"corvane"_s, u"list-clients"_s, u"-F"_s,
+                                  u"#{session_name}"_s});
+                list.waitForFinished();
+                QStringList sessions = QString::fromUtf8(list.readAllStandardOutput())
+                                           .split(u'\n', Qt::SkipEmptyParts);
                 sessions.sort();
                 return sessions;
             };

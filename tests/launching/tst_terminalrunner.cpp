@@ -18,8 +18,6 @@
 
 #include <yaml-cpp/yaml.h>
 
-#include <cmath>
-
 using namespace corvane;
 using namespace corvane::testing;
 using Call = FakePlatform::Call;
@@ -105,7 +103,7 @@ private Q_SLOTS:
                                {group(u"A"_s, {step(u"cd \"~/a\\b\""_s, 0.4), step(u"   "_s, 9),
                                                step(u" npm start "_s, -4), step(u"tail"_s, 1e300)}),
                                 group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-                                box, group(u"C"_s, {step(u"c1"_s, std::nan("")), step(u"c2"_s)}),
+                                box, group(u"C"_s, {step(u"c1"_s, qQNaN()), step(u"c2"_s)}),
                                 group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
         QCOMPARE(platform.calls,
@@ -302,9 +300,8 @@ private Q_SLOTS:
         const RunPreview preview = RunPreview::of(config, platform);
         QCOMPARE(platform.calls, Calls{}); // nothing started, typed or shown
 
-        FakeSleeper waits;
-        TerminalRunner runner(platform, waits);
-        QVERIFY(runner.runAll(config).isReady());
+        TerminalRunner runner(platform, sleeper);
+        run(runner, config);
         const bool fails = !installed || !typing.isEmpty();
         if (fails) {
             QCOMPARE(platform.calls.size(), 1);
@@ -315,22 +312,22 @@ private Q_SLOTS:
         }
         QCOMPARE(preview.problem, QString());
 
-        // Those of the run, in order; the fake gives every scripted window the id 0.
+        // Those of the run, in order, each packed window with its pause after it; the fake gives
+        // every scripted window the id 0.
         Calls previewed;
-        QList<double> seconds;
-        for (const ProcessCommand &process : preview.processes)
+        for (const ProcessCommand &process : preview.processes) {
             previewed.append({u"startProcess"_s, QStringList{process.program} + process.arguments});
+            previewed.append(wait(0.8));
+        }
         for (const RunPreview::ScriptedWindow &window : preview.scriptedWindows) {
             for (const RunPreview::Script &script : window.scripts) {
                 QVERIFY(preview.text().contains(u'\n' + script.source + u'\n'));
                 previewed.append(
                     {u"appleScript"_s, {QString(script.source).replace(u"{window}"_s, u"0"_s)}});
-                seconds.append(std::chrono::duration<double>(script.waitAfter).count());
+                previewed.append(wait(std::chrono::duration<double>(script.waitAfter).count()));
             }
         }
         QCOMPARE(previewed, platform.calls);
-        if (!preview.scriptedWindows.isEmpty())
-            QCOMPARE(seconds, waits.seconds);
     }
 
     // iTerm2's script; line breaks become spaces, so that one command stays one.

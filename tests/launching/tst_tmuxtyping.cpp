@@ -23,15 +23,6 @@ using namespace corvane;
 using namespace corvane::testing;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-QString read(const QString &path)
-{
-    return QString::fromUtf8(readAll(path)).trimmed();
-}
-
-} // namespace
-
 class TmuxTypingTest final : public QObject {
     Q_OBJECT
 
@@ -43,6 +34,7 @@ class TmuxTypingTest final : public QObject {
     QString server; // one per test: a server that was told to stop may still be on its way out
 
     QString file(const QString &name) const { return dir.filePath(name); }
+    static QString read(const QString &path) { return QString::fromUtf8(readAll(path)).trimmed(); }
 
     // tmux on the test's server, waited for: the test's own look at the panes.
     QString tmuxOut(const QStringList &arguments) const
