@@ -51,17 +51,16 @@ private Q_SLOTS:
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
         const quint16 port = probe.serverPort();
         probe.close();
-        QFile config(dir.filePath(u"sshd_config"_s));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(
-            u"ListenAddress 127.0.0.1\nPort %1\nHostKey %2\nAuthorizedKeysFile %3\nPidFile none\n"
-            u"UsePAM no\nStrictModes no\nPasswordAuthentication no\n"_s.arg(port)
-                .arg(dir.filePath(u"host_key"_s), keys)
-                .toUtf8());
-        config.close();
+        QStringList options{u"-D"_s, u"-e"_s,
+                            u"-f"_s, u"/dev/null"_s,
+                            u"-p"_s, QString::number(port),
+                            u"-h"_s, dir.filePath(u"host_key"_s)};
+        for (const QString &option :
+             {u"ListenAddress=127.0.0.1"_s, u"AuthorizedKeysFile="_s + keys, u"PidFile=none"_s,
+              u"UsePAM=no"_s, u"StrictModes=no"_s, u"PasswordAuthentication=no"_s})
+            options << u"-o"_s << option;
         sshd.setProcessChannelMode(QProcess::MergedChannels);
-        sshd.start(u"/usr/sbin/sshd"_s,
-                   {u"-D"_s, u"-e"_s, u"-f"_s, dir.filePath(u"sshd_config"_s)});
+        sshd.start(u"/usr/sbin/sshd"_s, options);
         QString log;
         QTRY_VERIFY2_WITH_TIMEOUT(
             (log += QString::fromUtf8(sshd.readAll())).contains(u"listening"_s) ||
