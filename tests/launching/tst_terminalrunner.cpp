@@ -1,12 +1,14 @@
-// The runner and its parts against recording doubles: exact texts, call order and waits.
+// The runner, its parts and the run preview against recording doubles: exact texts, call order
+// and waits.
 #include "AppleScriptDriver.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "PackedCommandBuilder.h"
 #include "RunPlan.h"
+#include "RunPreview.h"
 #include "TerminalRunner.h"
 #include "TestHelpers.h"
-#include "WarpLauncher.h"
+#include "TmuxSessions.h"
 
 #include <QDir>
 #include <QJsonObject>
@@ -15,8 +17,6 @@
 #include <QTest>
 
 #include <yaml-cpp/yaml.h>
-
-#include <cmath>
 
 using namespace corvane;
 using namespace corvane::testing;
@@ -29,18 +29,21 @@ namespace {
 const QString failed = u"Couldn’t run your commands"_s;
 const auto wait = [](double s) { return Call{u"wait"_s, {QString::number(s)}}; };
 const auto alert = [](const QString &t, const QString &x) { return Call{u"alert"_s, {t, x}}; };
+// Terminal's scripts, the command inside AppleScript's quotes.
+QString quoted(QString c)
+{
+    return c.replace(u"\\"_s, u"\\\\"_s).replace(u"\""_s, u"\\\""_s);
+}
 const auto open = [](const QString &c) {
-    return Call{u"appleScript"_s, {AppleScriptDriver::openScript(c, traits(TA::appleTerminal))}};
+    return Call{u"appleScript"_s,
+                {u"tell application \"Terminal\"\n    activate\n    do script "
+                 u"\"%1\"\n    return id of front window\nend tell"_s.arg(quoted(c))}};
 };
 const auto send = [](const QString &c, int id) {
-    return Call{u"appleScript"_s, {AppleScriptDriver::runScript(c, id, traits(TA::appleTerminal))}};
+    return Call{u"appleScript"_s,
+                {u"tell application \"Terminal\"\n    do script \"%1\" in tab 1 "
+                 u"of window id %2\nend tell"_s.arg(quoted(c), QString::number(id))}};
 };
-const auto kitty = [](const QString &title, const QString &script) {
-    return Call{u"startProcess"_s,
-                {u"/Applications/kitty"_s, u"--single-instance"_s, u"-T"_s, title, u"/bin/zsh"_s,
-                 u"-ilc"_s, u"trap : INT; "_s + script + u"; exec /bin/zsh -il"_s}};
-};
-
 } // namespace
 
 class TerminalRunnerTest final : public QObject {
@@ -83,63 +86,105 @@ private Q_SLOTS:
 
     // Blank steps and windows are skipped; each wait is the step's delay raised to its floor
     // (0.5 s after a window's first command, 0.3 s after the others; not a number: the floor;
-    // absurd: cut short); a failure ends the run with one alert.
+    // absurd: cut short). A wait is typed as a command of its own, the step's delay after it; a
+    // start condition comes first, after `cd` to the window's folder. A failure ends the run with
+    // one alert.
     void appleScriptRunTypesIntoEachWindow()
     {
-        platform.scriptOutcomes = {
-            AppleScriptResult{41}, AppleScriptResult{},
-            AppleScriptResult{},   AppleScriptResult{},
-            AppleScriptResult{2},  AppleScriptFailure{-1728, u"Can’t get window id 2."_s}};
+        const AppleScriptResult ok{};
+        platform.scriptOutcomes = {AppleScriptResult{41}, ok, ok, ok, ok, ok, AppleScriptResult{2}};
+        platform.scriptOutcomes += AppleScriptFailure{-1728, u"Can’t get window id 2."_s};
         TerminalRunner runner(platform, sleeper);
+        TabGroup box = group(u"B"_s, {step(u"ssh box"_s, 5)});
+        box.commands[0].waitFor = QJsonObject{{u"file"_s, u"/tmp/r"_s}};
+        box.startWhen = QJsonObject{{u"port"_s, 0}};
+        box.directory = support.path();
         const AppConfig config{TA::appleTerminal,
-                               {group(u"A"_s, {step(u"cd ~/app"_s, 0.4), step(u"   "_s, 9),
+                               {group(u"A"_s, {step(u"cd \"~/a\\b\""_s, 0.4), step(u"   "_s, 9),
                                                step(u" npm start "_s, -4), step(u"tail"_s, 1e300)}),
                                 group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-                                group(u"B"_s, {step(u"ssh box"_s, 5)}),
-                                group(u"C"_s, {step(u"c1"_s, std::nan("")), step(u"c2"_s)}),
+                                box, group(u"C"_s, {step(u"c1"_s, qQNaN()), step(u"c2"_s)}),
                                 group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
         QCOMPARE(platform.calls,
-                 (Calls{open(u"cd ~/app"_s), wait(0.5), send(u" npm start "_s, 41), wait(0.3),
-                        send(u"tail"_s, 41), wait(1e9), open(u"ssh box"_s), wait(5), open(u"c1"_s),
-                        wait(0.5), send(u"c2"_s, 2),
+                 (Calls{open(u"cd \"~/a\\b\""_s), wait(0.5), send(u" npm start "_s, 41), wait(0.3),
+                        send(u"tail"_s, 41), wait(1e9),
+                        open(u"cd "_s + support.path() +
+                             u"; echo 'Corvane: not waiting: the port must be a number from 1 to "
+                             u"65535'"_s),
+                        wait(0.5), send(u"ssh box"_s, 0), wait(0.3),
+                        send(PackedCommandBuilder::waitCommand(box.commands[0].waitFor), 0),
+                        wait(5), open(u"c1"_s), wait(0.5), send(u"c2"_s, 2),
                         alert(failed, u"Can’t get window id 2. (error -1728)"_s)}));
-        platform.calls.clear();
-        run(runner, config); // free again
-        QCOMPARE(platform.callsOf(u"appleScript"_s).size(), 7);
+
+        // Free again after a failure; what the other kinds of failure read as.
+        const std::pair<AppleScriptOutcome, QString> failures[] = {
+            {AppleScriptOutcome{}, u"Could not compile AppleScript. (error 0)"_s},
+            {AppleScriptFailure{-2741, std::nullopt},
+             u"Unknown AppleScript error. (error -2741)"_s},
+            {AppleScriptFailure{std::nullopt, u"Syntax error"_s}, u"Syntax error (error 0)"_s}};
+        for (const auto &[outcome, text] : failures) {
+            platform.calls.clear();
+            platform.scriptOutcomes = {AppleScriptResult{-5}, outcome};
+            run(runner, config);
+            QCOMPARE(platform.calls.mid(2),
+                     (Calls{send(u" npm start "_s, -5), alert(failed, text)}));
+        }
     }
 
-    void notInstalledAlertComesFirst()
+    void packedRunLaunchesEachWindowThenPauses_data()
     {
-        platform.installed.clear();
-        TerminalRunner runner(platform, sleeper);
-        run(runner, {TA::appleTerminal, {group(u"g"_s, {step(u"ls"_s)})}});
-        QCOMPARE(platform.calls,
-                 (Calls{alert(u"Terminal (macOS built-in) isn’t installed"_s,
-                              u"Pick a different terminal app in Edit Commands…, or install "
-                              u"Terminal (macOS built-in) and try again."_s)}));
+        QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<QString>("head"); // the vector before the shell; %1: the title
+        QTest::newRow("kitty") << TA::kitty << u"--single-instance -T %1"_s;
+        QTest::newRow("title inside an option") << TA::konsole << u"-p tabtitle=%1 -e"_s;
+        QTest::newRow("title before --") << TA::gnomeTerminal << u"--window --title %1 --"_s;
+        QTest::newRow("no title") << TA::wezterm << u"start --always-new-process --"_s;
     }
 
+    // Each window's vector, the packed line after the shell; a missing folder gives the home
+    // folder and says so in the window. How each system starts the program is the platforms'
+    // tests, that the windows open and run tst_realterminals'.
     void packedRunLaunchesEachWindowThenPauses()
     {
+        QFETCH(TerminalApp, terminal);
+        QFETCH(QString, head);
+        platform.install(terminal, u"/A/x"_s);
         platform.startFailures.insert(3, u"No such file or directory"_s);
+        const auto window = [&](const QString &title, const QString &line) {
+            return Call{u"startProcess"_s,
+                        QStringList{u"/A/x"_s} +
+                            (head.contains(u"%1"_s) ? head.arg(title) : head).split(u' ') +
+                            QStringList{u"/bin/zsh"_s, u"-ilc"_s,
+                                        u"trap : INT; "_s + line + u"; exec /bin/zsh -il"_s}};
+        };
+        const QString missing = support.filePath(u"gone"_s);
+        TabGroup box = group(u"box"_s, {step(u"ssh box"_s, 5)});
+        box.directory = missing;
+        const AppConfig config{
+            terminal,
+            {group(u"app"_s, {step(u"cd ~/app"_s, 2), step(u"npm start"_s, 4)}, u"  "_s),
+             group(u"skipped"_s, {step(u"  "_s, 4)}, u" \n "_s),
+             group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s), box,
+             group(u"fails"_s, {step(u"x"_s)}), group(u"never"_s, {step(u"y"_s)})}};
         TerminalRunner runner(platform, sleeper);
-        run(runner, {TA::kitty,
-                     {group(u"app"_s, {step(u"cd ~/app"_s, 2), step(u"npm start"_s, 4)}, u"  "_s),
-                      group(u"skipped"_s, {step(u"  "_s, 4)}, u" \n "_s),
-                      group(u"custom"_s, {step(u""_s)}, u"  htop\n"_s),
-                      group(u"box"_s, {step(u"ssh box"_s, 5)}), group(u"fails"_s, {step(u"x"_s)}),
-                      group(u"never"_s, {step(u"y"_s)})}});
+        run(runner, config);
         QCOMPARE(platform.calls,
-                 (Calls{kitty(u"app"_s, u"cd ~/app; sleep 2; npm start"_s), wait(0.8),
-                        kitty(u"custom"_s, u"htop"_s), wait(0.8), kitty(u"box"_s, u"ssh box"_s),
-                        wait(0.8), kitty(u"fails"_s, u"x"_s),
-                        alert(failed,
-                              u"Couldn’t launch kitty: No such file or directory (error 0)"_s)}));
+                 (Calls{window(u"app"_s, u"cd ~/app; sleep 2; npm start"_s), wait(0.8),
+                        window(u"custom"_s, u"htop"_s), wait(0.8),
+                        window(u"box"_s, u"echo 'Corvane: there is no folder "_s + missing +
+                                             u"; starting in the home folder'; ssh box"_s),
+                        wait(0.8), window(u"fails"_s, u"x"_s),
+                        alert(failed, u"Couldn’t launch "_s + displayName(terminal) +
+                                          u": No such file or directory (error 0)"_s)}));
+        QCOMPARE(RunPlan::of(config, platform).windows[2].process.workingDirectory,
+                 QDir::homePath());
     }
 
-    // One launch file for every window, opened by URL (the folder's name needs encoding there);
-    // nothing at all when no window has commands; a file that cannot be written ends the run.
+    // One launch file for every window, opened by URL (the folder's name needs encoding there),
+    // that a YAML reader (as Warp's is) reads back to each window's title, folder and packed
+    // command; nothing at all when no window has commands; a file that cannot be written ends the
+    // run.
     void warpRunWritesOneFileWithoutWaits()
     {
         TerminalRunner runner(platform, sleeper);
@@ -148,20 +193,32 @@ private Q_SLOTS:
         run(runner, {TA::warp, {group(u"blank"_s, {step(u"\n"_s)}, u" "_s)}});
         QVERIFY(platform.calls.isEmpty() && !QFile::exists(path));
 
-        run(runner, {TA::warp,
-                     {group(u"API"_s, {step(u"cd ~/api"_s, 2), step(u"npm start"_s)}),
-                      group(u"blank"_s, {step(u" "_s)}), group(u""_s, {step(u"ssh box"_s, 5)})}});
+        // Texts that need quoting in YAML: quotes and backslashes nested as ssh's remote form
+        // nests them, a tab, a comment sign, a colon, an empty title.
+        const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
+        TabGroup api =
+            group(u"\t# API: \"é\" \\"_s, {step(u"cd ~/api"_s, 2), step(u"npm start"_s)});
+        api.directory = support.path();
+        run(runner,
+            {TA::warp, {api, group(u"blank"_s, {step(u" "_s)}), group(u""_s, {step(remote, 5)})}});
         QCOMPARE(platform.calls,
                  (Calls{{u"openUrl"_s,
                          {u"warp://launch/"_s + support.path() +
                           u"/a%20b%23%3F%25%3B%5B%22%3C%5C%5E%60%7B%7C%7D%C3%A9%E2%86%92"
                           u"~!$&'()*+,:=@/Corvane/warp_launch.yaml"_s}}}));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(file.readAll()),
-                 WarpLauncher::launchFileText(
-                     {{u"API"_s, u"cd ~/api; sleep 2; npm start"_s}, {u""_s, u"ssh box"_s}}));
-        QCOMPARE(file.permissions() & 0x0FF, QFile::Permissions()); // owner only
+        const auto text = [](const YAML::Node &node) {
+            return node ? QString::fromStdString(node.as<std::string>()) : u"(none)"_s;
+        };
+        const YAML::Node windows = YAML::LoadFile(path.toStdString())["windows"];
+        QCOMPARE(windows.size(), std::size_t(2));
+        const YAML::Node first = windows[0]["tabs"][0], second = windows[1]["tabs"][0];
+        QCOMPARE(text(first["title"]), api.name);
+        QCOMPARE(text(first["layout"]["cwd"]), support.path());
+        QCOMPARE(text(first["layout"]["commands"][0]["exec"]), u"cd ~/api; sleep 2; npm start"_s);
+        QCOMPARE(text(second["title"]), QString());
+        QCOMPARE(text(second["layout"]["cwd"]), u"(none)"_s); // Warp's own default
+        QCOMPARE(text(second["layout"]["commands"][0]["exec"]), remote);
+        QCOMPARE(QFile::permissions(path) & 0x0FF, QFile::Permissions()); // owner only
 
         platform.calls.clear();
         platform.supportDirectory = path; // no folder can go under a file
@@ -171,125 +228,116 @@ private Q_SLOTS:
             u"Couldn’t write the Warp launch file: Not a directory"_s));
     }
 
-    void appleScriptTexts()
+    // The plan of a run with the choice made: sessions named after the windows and free on the
+    // server, waits typed as commands of their own, the preview and the editor's card showing
+    // them; a terminal opened by Warp's launch file keeps its packed lines.
+    void thePlanTypesThroughTmux()
     {
-        const QString session =
-            u"tell application id \"com.googlecode.iterm2\"\n    tell current session of window id "_s;
-        const std::pair<QString, QString> cases[] = {
-            {AppleScriptDriver::openScript(u"echo \"hi\""_s, traits(TA::appleTerminal)),
-             u"tell application \"Terminal\"\n    activate\n    do script \"echo \\\"hi\\\"\"\n"
-             u"    return id of front window\nend tell"_s},
-            // Each backslash doubled once only.
-            {AppleScriptDriver::runScript(u"a\\b \\\""_s, 7, traits(TA::appleTerminal)),
-             u"tell application \"Terminal\"\n    do script \"a\\\\b \\\\\\\"\" in tab 1 of window "
-             u"id 7\nend tell"_s},
-            {AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, traits(TA::iterm2)),
-             session + u"-12 to write text \"a b c \tcafé → \"\nend tell"_s},
-        };
-        for (const auto &[script, expected] : cases)
-            QCOMPARE(script, expected);
+        platform.install(TA::xterm);
+        platform.programs.insert(u"tmux"_s, u"/usr/bin/tmux"_s);
+        AppConfig config{TA::xterm,
+                         {group(u"api: db"_s, {step(u"python3"_s), step(u"   "_s)}),
+                          group(u"api: db"_s, {step(u"make"_s, 2)})},
+                         u"tmux"_s};
+        config.groups[1].commands[0].waitFor = QJsonObject{{u"port"_s, 5432}};
+        config.groups[1].startWhen = QJsonObject{{u"file"_s, u"/tmp/x"_s}};
+
+        RunPlan plan = RunPlan::of(config, platform);
+        plan.nameSessions({u"api-db"_s}); // taken on the server
+        QCOMPARE(plan.windows.size(), 2);
+        QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
+        QVERIFY(plan.windows[0].process.arguments.last().contains(u"'=api-db-2:'"_s));
+        QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
+        const QString preview = RunPreview::of(plan, platform).text();
+        QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
+        QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
+        // The editor's card: the start condition, the command, its wait with the command's delay
+        // after it, then how the window attaches.
+        const TabGroup &make = config.groups[1];
+        const QString card = RunPreview::cardTexts(config, platform).at(1).value_or(u""_s);
+        QVERIFY2(card.contains(u'\n' + PackedCommandBuilder::waitCommand(make.startWhen) +
+                               u"\nmake\n"_s +
+                               PackedCommandBuilder::waitCommand(make.commands[0].waitFor) +
+                               u"\n# then waits 2 s\n"_s) &&
+                     card.endsWith(
+                         TmuxSessions::attachLine(TmuxClient(u"/usr/bin/tmux"_s), u"api-db"_s)),
+                 qPrintable(card));
+
+        config.terminalApp = TA::warp;
+        QVERIFY(!RunPlan::typesThroughTmux(config, traits(config.terminalApp)));
     }
 
-    void appleScriptOutcomes()
+    void previewNamesWhatTheRunDoes_data()
     {
-        platform.scriptOutcomes = {AppleScriptResult{-5}, AppleScriptOutcome{},
-                                   AppleScriptFailure{-1728, u"Can’t get window."_s},
-                                   AppleScriptFailure{-2741, std::nullopt},
-                                   AppleScriptFailure{std::nullopt, u"Syntax error"_s}};
-        AppleScriptDriver driver(platform);
-        const TerminalTraits &T = traits(TA::appleTerminal);
-        QCOMPARE(std::get<std::int64_t>(driver.openWindowAndRun(u"top"_s, T)), -5);
-        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Could not compile AppleScript."_s}));
-        QCOMPARE(std::get<ScriptError>(driver.openWindowAndRun(u"a"_s, traits(TA::iterm2))),
-                 (ScriptError{-1728, u"Can’t get window."_s}));
-        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{-2741, u"Unknown AppleScript error."_s}));
-        QCOMPARE(driver.run(u"ls"_s, 1, T), (ScriptError{0, u"Syntax error"_s}));
+        QTest::addColumn<TerminalApp>("terminal");
+        QTest::addColumn<bool>("installed");
+        QTest::addColumn<QString>("typing");
+        for (TerminalApp app :
+             {TA::kitty, TA::tabby, TA::gnomeTerminal, TA::appleTerminal, TA::iterm2})
+            QTest::newRow(qUtf8Printable(rawValue(app))) << app << true << QString();
+        QTest::newRow("not installed") << TA::wezterm << false << QString();
+        QTest::newRow("no tmux") << TA::kitty << true << u"tmux"_s;
     }
 
-    // Where the title goes in each kind of vector, the shell, the window's folder (a missing one
-    // gives the home folder and says so in the window); kitty's recipe is checked by the run above.
-    // How each system starts the program is the platforms' tests.
-    void packedPlans()
+    // Whatever the preview names, the runner must then do: commands that need quoting of every
+    // kind, a blank step with a delay, a group with nothing to run, an SSH group and a command of
+    // two lines. A run that cannot go ahead shows one alert and nothing else, and the preview
+    // names it. The real binary's dry run, read back by real shells, is driven in e2e/cli_e2e.py.
+    void previewNamesWhatTheRunDoes()
     {
-        const QString zsh = u"/bin/zsh"_s;
-        const QString line = u"trap : INT; echo 'it''s' \"q\" \\; exec /bin/zsh -il"_s;
-        const QString missing = support.filePath(u"gone"_s);
-        const std::tuple<TerminalApp, QString, QString> cases[] = {
-            {TA::ghostty, u"/A/x -e"_s, support.path()},
-            {TA::wezterm, u"/A/x start --always-new-process --"_s, {}},
-            {TA::gnomeTerminal, u"/A/x --window --title W --"_s, {}},
-            {TA::konsole, u"/A/x -p tabtitle=W -e"_s, {}},
-            {TA::xterm, u"/A/x -T W -e"_s, missing},
-        };
-        for (const auto &[terminal, head, folder] : cases) {
-            platform.install(terminal, u"/A/x"_s);
-            TabGroup window = group(u"W"_s, {step(u" echo 'it''s' \"q\" \\ "_s)});
-            if (!folder.isEmpty())
-                window.directory = folder;
-            const RunPlan plan = RunPlan::of({terminal, {window, group(u"-"_s, {})}}, platform);
-            QCOMPARE(plan.windows.size(), 1);
-            const ProcessCommand &process = plan.windows[0].process;
-            const bool gone = folder == missing;
-            const QString notice = u"echo 'Corvane: there is no folder "_s + missing +
-                                   u"; starting in the home folder'; "_s;
-            const QStringList expected =
-                head.split(u' ') +
-                QStringList{zsh, u"-ilc"_s, gone ? QString(line).insert(12, notice) : line};
-            QCOMPARE(QStringList{process.program} + process.arguments, expected);
-            QCOMPARE(process.workingDirectory,
-                     folder.isEmpty() || gone ? QDir::homePath() : folder);
+        QFETCH(TerminalApp, terminal);
+        QFETCH(bool, installed);
+        QFETCH(QString, typing);
+        if (installed)
+            platform.install(terminal);
+        const AppConfig config{
+            terminal,
+            {group(u"Build ‘box’"_s,
+                   {step(u"  cd ~/app && echo \"it's $HOME\" `id -u`  "_s, 1.5), step(u" "_s, 9),
+                    step(u"printf '%s\\n' a\\ b\t|| !!"_s, 0.2)}),
+             group(u"empty"_s, {step(u"\u3000"_s, 4)}),
+             group(u"remote"_s, {step(u"ssh box"_s, 2), step(u"tail -f /var/log/*.log"_s)}),
+             group(u"two lines"_s, {step(u"echo one\necho two"_s)})},
+            typing};
+        const RunPreview preview = RunPreview::of(config, platform);
+        QCOMPARE(platform.calls, Calls{}); // nothing started, typed or shown
+
+        TerminalRunner runner(platform, sleeper);
+        run(runner, config);
+        const bool fails = !installed || !typing.isEmpty();
+        if (fails) {
+            QCOMPARE(platform.calls.size(), 1);
+            QCOMPARE(preview.problem, platform.calls[0].values.join(u". "_s));
+            QVERIFY(preview.problem.startsWith(installed ? u"tmux"_s : displayName(terminal)));
+            QVERIFY(preview.text().isEmpty());
+            return;
         }
-        QVERIFY(platform.calls.isEmpty());
-    }
+        QCOMPARE(preview.problem, QString());
 
-    // Terminal and iTerm2 type each wait as a command of its own, the step's delay after it.
-    void typedPlans()
-    {
-        TabGroup window = group(u"W"_s, {step(u"db"_s, 2), step(u" "_s), step(u"app"_s)});
-        window.commands[0].waitFor = QJsonObject{{u"file"_s, u"/tmp/r"_s}};
-        window.startWhen = QJsonObject{{u"port"_s, 0}};
-        window.directory = support.path();
-        const RunPlan plan = RunPlan::of({TA::appleTerminal, {window}}, platform);
-        QCOMPARE(plan.windows.size(), 1);
-        const auto ns = [](double s) { return waitAfter(s, 0); };
-        QCOMPARE(plan.windows[0].typed,
-                 (QList<TypedCommand>{
-                     {u"cd "_s + support.path() +
-                          u"; echo 'Corvane: not waiting: the port must be a number from 1 to "
-                          u"65535'"_s,
-                      ns(0.5)},
-                     {u"db"_s, ns(0.3)},
-                     {PackedCommandBuilder::waitCommand(window.commands[0].waitFor), ns(2)},
-                     {u"app"_s, ns(0.3)}}));
-    }
-
-    // The launch file's layout, the text inside the quotes, and what a YAML reader (as Warp's
-    // is) makes of it.
-    void warpQuoting()
-    {
-        const QString remote = u"ssh b -t 'exec $SHELL -ilc \"echo \\\"hi\\\" '\\''x'\\''\"'"_s;
-        const std::tuple<QString, QString, QString> cases[] = {
-            {remote,
-             u"\"ssh b -t 'exec $SHELL -ilc \\\"echo \\\\\\\"hi\\\\\\\" '\\\\''x'\\\\''\\\"'\""_s,
-             remote},
-            {QString(), u"\"\""_s, QString()},
-            {u"\t# x: é"_s, u"\"\t# x: é\""_s, u"\t# x: é"_s},
-            // Kept raw; a YAML reader folds a raw line break inside double quotes into a space.
-            {u"a\nb"_s, u"\"a\nb\""_s, u"a b"_s},
-        };
-        for (const auto &[value, quoted, parsed] : cases) {
-            const QString text =
-                WarpLauncher::launchFileText({{value, value}, {u"2nd"_s, u"ls"_s}});
-            QVERIFY(text.startsWith(u"---\nname: Corvane\nwindows:\n  - tabs:\n      - title: "_s +
-                                    quoted + u"\n        layout:\n          commands:\n"_s +
-                                    u"            - exec: "_s + quoted + u"\n  - tabs:\n"_s));
-            const YAML::Node root = YAML::Load(text.toStdString());
-            QCOMPARE(root["windows"].size(), std::size_t(2));
-            const YAML::Node tab = root["windows"][0]["tabs"][0];
-            QCOMPARE(QString::fromStdString(tab["title"].as<std::string>()), parsed);
-            QCOMPARE(QString::fromStdString(tab["layout"]["commands"][0]["exec"].as<std::string>()),
-                     parsed);
+        // Those of the run, in order, each packed window with its pause after it; the fake gives
+        // every scripted window the id 0.
+        Calls previewed;
+        for (const ProcessCommand &process : preview.processes) {
+            previewed.append({u"startProcess"_s, QStringList{process.program} + process.arguments});
+            previewed.append(wait(0.8));
         }
+        for (const RunPreview::ScriptedWindow &window : preview.scriptedWindows) {
+            for (const RunPreview::Script &script : window.scripts) {
+                QVERIFY(preview.text().contains(u'\n' + script.source + u'\n'));
+                previewed.append(
+                    {u"appleScript"_s, {QString(script.source).replace(u"{window}"_s, u"0"_s)}});
+                previewed.append(wait(std::chrono::duration<double>(script.waitAfter).count()));
+            }
+        }
+        QCOMPARE(previewed, platform.calls);
+    }
+
+    // iTerm2's script; line breaks become spaces, so that one command stays one.
+    void iterm2Script()
+    {
+        QCOMPARE(AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, traits(TA::iterm2)),
+                 u"tell application id \"com.googlecode.iterm2\"\n    tell current session of "
+                 u"window id -12 to write text \"a b c \tcafé → \"\nend tell"_s);
     }
 };
 
