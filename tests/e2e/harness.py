@@ -1,7 +1,7 @@
 """Shared by the end-to-end tests: a private X display (and trayer as an XEmbed tray), private
 configuration, HOME and runtime folders, terminals on PATH that are fakes recording how they were
-started or wrappers around real ones, and the real corvane. Every process started here is
-stopped by its PID when the case ends, pass or fail."""
+started (real terminals are tests/launching's), and the real corvane. Every process started here
+is stopped by its PID when the case ends, pass or fail."""
 
 import contextlib, json, os, signal, subprocess, sys, tempfile, time, uuid
 from pathlib import Path
@@ -54,16 +54,6 @@ class Session:
         return self.procs[-1]
 
     def stop_all(self):
-        # Real terminals were started by corvane: stop them first, by the PIDs that their
-        # wrappers noted, so that Corvane reaps them (else they stay zombies of a PID 1 that may
-        # never reap them).
-        terminals = [int(pid) for f in self.root.glob("*.pids") for pid in f.read_bytes().split()]
-        for pid in terminals:
-            with contextlib.suppress(ProcessLookupError):
-                os.kill(pid, signal.SIGTERM)
-        with contextlib.suppress(AssertionError):
-            wait_until("the terminals to end",
-                       lambda: not any(Path(f"/proc/{p}").exists() for p in terminals), 5)
         for proc in reversed(self.procs):
             self.stop(proc)
 
@@ -90,11 +80,6 @@ class Session:
         path = self.bin / name
         path.write_text(text or RECORDER.format(records=self.records))
         path.chmod(0o755)
-
-    def terminal_wrapper(self, name, argv):
-        """NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
-        self.fake_terminal(name, f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
-                                 f"exec {' '.join(argv)} \"$@\"\n")
 
     def fake_kitty(self, groups=TWO_WINDOWS):
         """A recording kitty, and a configuration that uses it."""
