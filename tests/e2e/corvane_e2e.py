@@ -30,9 +30,9 @@ def case_fallback(s):
                lambda: json.loads(s.config_path.read_text()) == config)
     s.xdotool("windowfocus", "--sync", window)
     s.xdotool("key", "--window", window, "ctrl+r")
-    titles = [a for start in s.wait_for_starts(2) for a in start if a.startswith(b"Build box")]
+    titles = [a for start in s.take_starts(2) for a in start if a.startswith(b"Build box")]
     assert titles == [b"Build box/1"], "the run did not take the name typed"
-    s.alive(app)
+    assert app.poll() is None, "corvane exited"
 
 
 def case_new_user_xterm(s):
@@ -70,9 +70,9 @@ def case_new_user_xterm(s):
     s.xdotool("mousemove", "--window", icon, "5", "5", "click", "3")
     wait_until("the tray menu", lambda: set(s.visible_windows(app)) - {editor, icon})
     s.xdotool("key", "Down", "Return")  # now Run Startup Commands is enabled
-    [start] = s.wait_for_starts(1)  # one group, one XTerm window, with both commands
+    [start] = s.take_starts(1)  # one group, one XTerm window, with both commands
     assert start[0].endswith(b"/xterm") and b"echo one; sleep 1; echo two" in start[-1], start
-    s.alive(app)
+    assert app.poll() is None, "corvane exited"
 
 
 harness.main(globals())
