@@ -64,6 +64,9 @@ class TestConfigCodec final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Every key the file can hold, texts that need escapes, numbers in both notations and at the
+    // edges between them, and an unusable wait kept as the user wrote it, read and written back
+    // byte for byte.
     void writesFoundationLayoutByteForByte()
     {
         QFile fixture(QStringLiteral(CORVANE_CORE_TEST_DATA "/foundation-layout.json"));
@@ -144,32 +147,12 @@ private Q_SLOTS:
             row(terminal, doc("{", "{\"terminalApp\": " + QByteArray(terminal) + ','), base,
                 "\"terminalApp\" : \"appleTerminal\"");
         }
-        row("no steps", doc("[{\"id\": \"" + QByteArray(stepId), "[], \"x\": [{\"id\": \""),
-            u"appleTerminal n 0"_s, "\"commands\" : [\n\n      ]");
-        // Numbers are read exactly and written by the layout rules at their edges (the rest are
-        // in the fixture above).
-        row("2^53", doc(": 1}", ": 9007199254740992}"), base, ": 9007199254740992,");
-        row("subnormal", doc(": 1}", ": 5e-324}"), base, ": 5e-324,");
         row("lower-case id", doc(stepId, QByteArray(stepId).toLower()), base, stepId);
-        row("empty override", doc("\"name\"", "\"packedOverride\": \"\", \"name\""), base,
-            "\"packedOverride\" : \"\"");
         row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
             "!packedOverride");
         row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
-        // Window options and waits, the unusable one kept as the user wrote it.
-        row("typing", doc("{", "{\"typing\": \"tmux\", "), base,
-            "\"appleTerminal\",\n  \"typing\" : \"tmux\"\n}");
-        row("folder", doc("\"name\"", "\"directory\": \"~/src\", \"name\""), base,
-            "\"directory\" : \"~\\/src\",\n      \"id\"");
-        row("stop on error", doc("\"name\"", "\"stopOnError\": true, \"name\""), base,
-            "\"name\" : \"n\",\n      \"stopOnError\" : true\n");
         row("start when null", doc("\"name\"", "\"startWhen\": null, \"name\""), base,
             "!startWhen");
-        row("unusable wait",
-            doc(": 1}", ": 1, \"waitFor\": {\"timeout\": \"soon\", \"port\": 70000}}"), base,
-            ": 1,\n          \"id\" : \"" + QByteArray(stepId) +
-                "\",\n          \"waitFor\" : {\n            \"port\" : 70000,\n"
-                "            \"timeout\" : \"soon\"\n          }\n        }\n      ]");
         // Qt's parser alone drops a raw U+FEFF that starts a string; escaped ones it keeps.
         row("mark starts a name", doc("\"n\"", "\"\xEF\xBB\xBFn\""), u"appleTerminal \uFEFFn 1"_s,
             "\"name\" : \"\xEF\xBB\xBFn\"");
@@ -232,14 +215,7 @@ private Q_SLOTS:
     void randomConfigurationsRoundTrip()
     {
         QRandomGenerator rng(20240611);
-        // Texts that start with U+FEFF, which a JSON reader may take for a byte-order mark.
-        const QString mark = QString(QChar(0xFEFF));
-        AppConfig config{
-            TerminalApp::warp,
-            {TabGroup{QUuid::createUuid(),
-                      mark + u"name"_s,
-                      {{QUuid::createUuid(), mark, 1}, {QUuid::createUuid(), mark + mark, 0}},
-                      mark + u"echo"_s}}};
+        AppConfig config{TerminalApp::warp, {}};
         while (config.groups.size() < 400) {
             TabGroup group{QUuid::createUuid(), randomText(rng), {}, std::nullopt};
             for (int s = rng.bounded(0, 5); s > 0; --s)
