@@ -39,7 +39,20 @@ const QJsonValue badPort = QJsonObject{{u"port"_s, 70000}};
 class TestPackedCommandBuilder final : public QObject {
     Q_OBJECT
 
+    QTemporaryDir m_locales;
+
 private Q_SLOTS:
+    // QCoreApplication adopts the user's locale, which may use a decimal comma: every case runs
+    // under one, and the delays must still be written with a full stop.
+    void initTestCase()
+    {
+        qputenv("LOCPATH", QFile::encodeName(m_locales.path()));
+        QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s,
+                                           m_locales.filePath(u"de_DE.UTF-8"_s)});
+        QVERIFY2(std::setlocale(LC_NUMERIC, "de_DE.UTF-8"), "no comma locale could be built");
+        QCOMPARE(std::localeconv()->decimal_point, QByteArrayView(","));
+    }
+
     void packed_data()
     {
         QTest::addColumn<TabGroup>("group");
@@ -113,22 +126,6 @@ private Q_SLOTS:
         QFETCH(TabGroup, group);
         QFETCH(QString, expected);
         QCOMPARE(PackedCommandBuilder::effectiveCommand(group, u"/bin/sh"_s), expected);
-    }
-
-    void delaysIgnoreTheProcessLocale()
-    {
-        // QCoreApplication adopts the user's locale, which may use a decimal comma.
-        QTemporaryDir locales;
-        qputenv("LOCPATH", QFile::encodeName(locales.path()));
-        QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s,
-                                           locales.filePath(u"de_DE.UTF-8"_s)});
-        if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8"))
-            QSKIP("no comma locale could be built");
-        const QString packed = PackedCommandBuilder::packed(steps({u"a"_s, u"b"_s}, {2.5}));
-        const bool comma = std::localeconv()->decimal_point == QByteArrayView(",");
-        std::setlocale(LC_NUMERIC, "C");
-        QVERIFY(comma); // the locale really was in effect
-        QCOMPARE(packed, u"a; sleep 2.5; b"_s);
     }
 
     void loginShellsRunWindowLines_data()
