@@ -2,7 +2,7 @@
 """The command line of the real corvane: cli_e2e.py CORVANE_BINARY CASE. Terminals are fakes
 on PATH that record their argument vectors (harness.RECORDER)."""
 
-import json, os, re, signal, subprocess
+import os, re, signal, subprocess
 from pathlib import Path
 
 import harness
@@ -151,27 +151,6 @@ def case_outcome(s):
     s.docked(s.start_corvane())
     refused = s.corvane_cli("run")
     assert (refused.returncode, refused.stderr) == (1, unreadable), refused
-
-
-def case_autostart(s):
-    """The editor's Run at login (which checks Start at login too) writes an autostart entry that
-    starts this corvane with `run`; unchecking Start at login (and so Run) removes it. (The entry
-    itself is tst_linuxplatform's.)"""
-    s.start_display(tray=True)
-    s.fake_kitty()
-    entry = s.root / "config/autostart/corvane.desktop"
-    editor = s.window(s.start_corvane("edit"), "Edit Commands$")
-    # With no window manager the keyboard follows the pointer; keys sent while a new window is
-    # still taking the focus can be lost: type into the first name field until that is saved.
-    s.xdotool("mousemove", "--window", editor, "5", "5")
-    name = lambda: json.loads(s.config_path.read_bytes())["groups"][0]["name"]
-    before = name()
-    wait_until("the editor to take a key", lambda: s.xdotool("key", "x") or name() != before)
-    s.xdotool("key", "alt+r")
-    wait_until("Exec=corvane run",
-               lambda: entry.exists() and f"\nExec={s.corvane} run\n" in entry.read_text())
-    s.xdotool("key", "alt+s")
-    wait_until("the entry to go", lambda: not entry.exists())
 
 
 harness.main(globals())

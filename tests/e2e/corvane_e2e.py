@@ -38,7 +38,9 @@ def case_fallback(s):
 def case_new_user_xterm(s):
     """A first start with no configuration, on a desktop whose only terminal is XTerm: the editor
     opens by itself (and writes nothing); the user writes two commands there by keyboard and runs
-    them from the tray in one XTerm window."""
+    them from the tray in one XTerm window. Run at login (which checks Start at login too) writes
+    an autostart entry that starts this corvane with `run`; unchecking Start at login removes it.
+    (The entry itself is tst_linuxplatform's.)"""
     s.start_display(tray=True)
     s.fake_terminal("xterm")
     (s.bin / "x-terminal-emulator").symlink_to("xterm")  # Debian's alternative, as XTerm sets it
@@ -66,6 +68,12 @@ def case_new_user_xterm(s):
         s.xdotool("key", "--window", editor, *keys)
         s.xdotool("type", "--window", editor, text)
         wait_until(f"{commands} in config.json", lambda: saved() == ("xterm", commands))
+    entry = s.root / "config/autostart/corvane.desktop"
+    s.xdotool("key", "--window", editor, "alt+r")
+    wait_until("Exec=corvane run",
+               lambda: entry.exists() and f"\nExec={s.corvane} run\n" in entry.read_text())
+    s.xdotool("key", "--window", editor, "alt+s")
+    wait_until("the entry to go", lambda: not entry.exists())
 
     s.xdotool("mousemove", "--window", icon, "5", "5", "click", "3")
     wait_until("the tray menu", lambda: set(s.visible_windows(app)) - {editor, icon})
