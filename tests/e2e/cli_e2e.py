@@ -95,7 +95,12 @@ def case_dry_run(s):
 def case_run(s):
     """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
     by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
-    at once: one becomes the tray instance and runs, the other is refused."""
+    at once: one becomes the tray instance (only its icon shows) and runs, the other is refused.
+    `run` then waits for the outcome: once it has returned, the run is over and the next one is
+    taken at once, while after `--no-wait` the run is still under way; both from a session
+    without a display too. A run that ends with an alert fails with the alert's text. An
+    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
+    that loaded it."""
     s.start_display(tray=True)
     s.fake_kitty([("blank", [" ", ""])])
     killed = s.start_corvane("run")
@@ -113,30 +118,20 @@ def case_run(s):
     ended = wait_until("one of the two to hand over and end",
                        lambda: [p for p in pair if p.poll() is not None])
     assert len(ended) == 1 and ended[0].returncode == 1 and ALREADY in s.logged(), s.logged()
-    s.docked(next(p for p in pair if p.poll() is None))
-
-
-def case_outcome(s):
-    """A start with a configuration shows only the tray icon. `run` waits for the outcome: once
-    it has returned, the run is over and the next one is taken at once, while after `--no-wait`
-    the run is still under way; both from a session without a display too. A run that ends with
-    an alert fails with the alert's text. An unreadable config.json is named, with the parser's
-    reason, by a dry run and by the instance that loaded it."""
-    s.start_display(tray=True)
-    s.fake_kitty()
-    app = s.start_corvane()
-    # With a configuration, a start is quiet: only the tray icon shows.
+    app = next(p for p in pair if p.poll() is None)
     icon = s.docked(app)
     assert s.visible_windows(app) == [icon], "a start with a configuration opened a window"
-    check_ok(s.corvane_cli("run", "--no-wait"))
-    busy = s.corvane_cli("run", "--no-wait")
-    assert (busy.returncode, busy.stderr) == (1, ALREADY), busy
+
     # As a script or an SSH session of the same user would.
     no_display = {key: value for key, value in s.env.items() if key != "DISPLAY"}
     run = lambda: (r := s.corvane_cli("run", env=no_display)).stderr != ALREADY and r
     check_ok(wait_until("a waited run", run))
-    check_ok(s.corvane_cli("run", "--no-wait", env=no_display))
+    check_ok(s.corvane_cli("run", "--no-wait"))
+    busy = s.corvane_cli("run", "--no-wait")
+    assert (busy.returncode, busy.stderr) == (1, ALREADY), busy
     check_ok(wait_until("a waited run after it", run))
+    check_ok(s.corvane_cli("run", "--no-wait", env=no_display))
+    check_ok(wait_until("a waited run after that", run))
     s.fake_terminal("kitty", "#!/bin/sh\necho 'kitty: no display' >&2\nexit 1\n")
     failed = run()
     assert failed.returncode == 1 and failed.stderr.startswith("corvane: Couldn’t ") and \
