@@ -40,15 +40,6 @@ class Watcher(dbus.service.Object):
         return INTROSPECTION
 
 
-def serve_until(what, predicate):
-    """Serves the bus (so that the watcher answers) until `predicate` holds."""
-    def served():
-        while GLib.MainContext.default().iteration(False):
-            pass
-        return predicate()
-    wait_until(what, served)
-
-
 def case_menu(s):
     """The item registers with Corvane's icon and menu, and a click on Run Startup Commands sent
     by the host starts a run."""
@@ -64,7 +55,12 @@ def case_menu(s):
     watcher = Watcher(bus)
     bus.request_name(WATCHER)
     app = s.start_corvane()
-    serve_until("the item to register", lambda: watcher.items)
+
+    def registered():  # serves the bus, so that the watcher answers
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return watcher.items
+    wait_until("the item to register", registered)
 
     item = bus.get_object(watcher.items[0], "/StatusNotifierItem")
     props = item.GetAll("org.kde.StatusNotifierItem", dbus_interface=dbus.PROPERTIES_IFACE)
