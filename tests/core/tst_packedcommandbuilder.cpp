@@ -70,7 +70,6 @@ private Q_SLOTS:
         const QString skip = wait + u" || exec /bin/sh -il"_s;
         const QString ignored = u"echo 'Corvane: not waiting: the port must be a number from 1 "
                                 u"to 65535'"_s;
-        row("no steps", {}, {}, {});
         row("only blank steps", {u""_s, u" \t\n"_s, u"\u200b\u3000"_s}, {1, 2}, {});
         row("trimmed, blank dropped with its delay, last delay unused",
             {u"  echo a  "_s, u"\n"_s, u"echo b"_s, u"echo c"_s}, {1.5, 3, 0.25, 5},
@@ -107,7 +106,6 @@ private Q_SLOTS:
 
         TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
         group.stopOnError = true;
-        QTest::newRow("stop on error") << group << u"a && "_s + wait + u" && sleep 1 && b"_s;
         group.startWhen = QJsonObject{{u"file"_s, u"~/ready"_s}};
         QTest::newRow("start when, stop on error")
             << group
