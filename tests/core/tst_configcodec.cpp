@@ -1,14 +1,15 @@
 #include "ConfigCodec.h"
-#include "RandomConfig.h"
 #include "WaitCondition.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <QFile>
-#include <QProcess>
-#include <QStandardPaths>
+#include <QRandomGenerator>
 #include <QTest>
+
+#include <bit>
+#include <cmath>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -31,12 +32,39 @@ QByteArray encoded(const AppConfig &config)
     return ConfigCodec::encode(config).value_or("encoding failed");
 }
 
+// Characters the JSON writer has to escape or must leave raw, and now and then any other.
+QString randomText(QRandomGenerator &rng)
+{
+    static const char32_t specials[] = {U'"', U'\\', U'/', U'\'',  U'\b',  U'\n',  U'\t',  0x00,
+                                        0x1F, 0x7F,  0x85, 0x2028, 0x200B, 0xFEFF, 0x1F600};
+    QString text;
+    for (int i = rng.bounded(0, 12); i > 0; --i) {
+        char32_t c = specials[rng.bounded(quint32(std::size(specials)))];
+        if (rng.bounded(2) == 0 && (c = rng.bounded(0x10F800u)) >= 0xD800)
+            c += 0x800; // any scalar value, skipping the surrogates
+        text.append(QString::fromUcs4(&c, 1));
+    }
+    return text;
+}
+
+// Quarter seconds, or arbitrary bit patterns for subnormals and both ends of the range.
+double randomDelay(QRandomGenerator &rng)
+{
+    if (rng.bounded(2) == 0)
+        return rng.bounded(0, 40) / 4.0;
+    const double value = std::bit_cast<double>(rng.generate64());
+    return std::isfinite(value) ? value : -0.0;
+}
+
 } // namespace
 
 class TestConfigCodec final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Every key the file can hold, texts that need escapes, numbers in both notations and at the
+    // edges between them, and an unusable wait kept as the user wrote it, read and written back
+    // byte for byte.
     void writesFoundationLayoutByteForByte()
     {
         QFile fixture(QStringLiteral(CORVANE_CORE_TEST_DATA "/foundation-layout.json"));
@@ -74,7 +102,6 @@ private Q_SLOTS:
         row("{\"url\": \"http://localhost:8080/\"}", u"http://localhost:8080/ 60"_s);
         row(R"({"port": 0})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"port": 80.5})", u"the port must be a number from 1 to 65535"_s);
-        row(R"({"port": "80"})", u"the port must be a number from 1 to 65535"_s);
         row(R"({"url": " "})", u"the URL is empty"_s);
         row(R"({"file": "x", "timeout": -1})",
             u"the timeout must be a positive number of seconds"_s);
@@ -98,13 +125,16 @@ private Q_SLOTS:
     void decoding_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("summary");     // terminal, first group's name, its step count
+        // Read: terminal, first group's name, its step count. Unreadable: where and why, as the
+        // command line and the editor show it.
+        QTest::addColumn<QString>("summary");
         QTest::addColumn<QByteArray>("fragment"); // in the re-encoding; "!x": x must not be
         const auto row = [](const char *name, const QByteArray &bytes, const QString &summary,
                             const QByteArray &fragment = {}) {
             QTest::newRow(name) << bytes << summary << fragment;
         };
-        const QString base = u"appleTerminal n 1"_s, unreadable = u"unreadable"_s;
+        const QString base = u"appleTerminal n 1"_s;
+        const QString badId = u"window 1: command 1: \"id\" is not an identifier"_s;
         row("base document", doc(), base, stepId);
         row("empty object", "{}", u"appleTerminal Window 1 1"_s, "\"command\" : \"\"");
         row("groups null", R"({"groups": null, "terminalApp": "kitty"})", u"kitty Window 1 1"_s);
@@ -113,35 +143,12 @@ private Q_SLOTS:
             row(terminal, doc("{", "{\"terminalApp\": " + QByteArray(terminal) + ','), base,
                 "\"terminalApp\" : \"appleTerminal\"");
         }
-        row("no steps", doc("[{\"id\": \"" + QByteArray(stepId), "[], \"x\": [{\"id\": \""),
-            u"appleTerminal n 0"_s, "\"commands\" : [\n\n      ]");
-        // Numbers are read exactly and written by the layout rules, edges included.
-        row("exponent delay", doc(": 1}", ": 1.5e0}"), base, ": 1.5,");
-        row("shortest", doc(": 1}", ": 0.30000000000000004}"), base, ": 0.30000000000000004,");
-        row("below 1e-4", doc(": 1}", ": -0.000095}"), base, ": -9.5e-05,");
-        row("2^53", doc(": 1}", ": 9007199254740992}"), base, ": 9007199254740992,");
-        row("above 2^53", doc(": 1}", ": 9007199254740994}"), base, ": 9.007199254740994e+15,");
-        row("subnormal", doc(": 1}", ": 5e-324}"), base, ": 5e-324,");
         row("lower-case id", doc(stepId, QByteArray(stepId).toLower()), base, stepId);
-        row("empty override", doc("\"name\"", "\"packedOverride\": \"\", \"name\""), base,
-            "\"packedOverride\" : \"\"");
         row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
             "!packedOverride");
         row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
-        // Window options and waits, the unusable one kept as the user wrote it.
-        row("typing", doc("{", "{\"typing\": \"tmux\", "), base,
-            "\"appleTerminal\",\n  \"typing\" : \"tmux\"\n}");
-        row("folder", doc("\"name\"", "\"directory\": \"~/src\", \"name\""), base,
-            "\"directory\" : \"~\\/src\",\n      \"id\"");
-        row("stop on error", doc("\"name\"", "\"stopOnError\": true, \"name\""), base,
-            "\"name\" : \"n\",\n      \"stopOnError\" : true\n");
         row("start when null", doc("\"name\"", "\"startWhen\": null, \"name\""), base,
             "!startWhen");
-        row("unusable wait",
-            doc(": 1}", ": 1, \"waitFor\": {\"timeout\": \"soon\", \"port\": 70000}}"), base,
-            ": 1,\n          \"id\" : \"" + QByteArray(stepId) +
-                "\",\n          \"waitFor\" : {\n            \"port\" : 70000,\n"
-                "            \"timeout\" : \"soon\"\n          }\n        }\n      ]");
         // Qt's parser alone drops a raw U+FEFF that starts a string; escaped ones it keeps.
         row("mark starts a name", doc("\"n\"", "\"\xEF\xBB\xBFn\""), u"appleTerminal \uFEFFn 1"_s,
             "\"name\" : \"\xEF\xBB\xBFn\"");
@@ -155,25 +162,33 @@ private Q_SLOTS:
         row("escaped mark", doc("\"n\"", "\"\\ufeffn\""), u"appleTerminal \uFEFFn 1"_s);
         row("mark before the document", "\xEF\xBB\xBF" + doc(), base);
 
-        row("nothing", QByteArray(), unreadable);
-        row("array at top", "[]", unreadable);
-        row("truncated", doc().chopped(3), unreadable);
-        row("groups not an array", R"({"groups": {}})", unreadable);
-        row("group null", R"({"groups": [null]})", unreadable);
-        row("name missing", doc("\"name\": \"n\","), unreadable);
-        row("name lone surrogate", doc("\"n\"", "\"\\ud800\""), unreadable);
-        row("commands missing", doc("\"commands\"", "\"x\""), unreadable);
-        row("step not an object", doc("\"commands\": [", "\"commands\": [3, "), unreadable);
-        row("delay digit string", doc(": 1}", ": \"2\"}"), unreadable);
-        row("override a number", doc("\"name\"", "\"packedOverride\": 0, \"name\""), unreadable);
+        row("nothing", QByteArray(), u"line 1, column 1: illegal value"_s);
+        // Columns count characters, not bytes.
+        row("typo", "{\n  \"groups\" : [\n    { \"név\" : 1 ]\n}",
+            u"line 3, column 17: unterminated object"_s);
+        row("array at top", "[]", u"it does not hold a JSON object"_s);
+        row("groups not an array", R"({"groups": {}})", u"\"groups\" is not a list"_s);
+        row("group null", R"({"groups": [null]})", u"window 1: it is not an object"_s);
+        row("name missing", doc("\"name\": \"n\","), u"window 1: \"name\" is not a text"_s);
+        row("name lone surrogate", doc("\"n\"", "\"\\ud800\""),
+            u"window 1: \"name\" is not a text"_s);
+        row("commands missing", doc("\"commands\"", "\"x\""),
+            u"window 1: \"commands\" is not a list"_s);
+        row("step not an object", doc("\"commands\": [", "\"commands\": [3, "),
+            u"window 1: command 1: it is not an object"_s);
+        row("delay digit string", doc(": 1}", ": \"2\"}"),
+            u"window 1: command 1: \"delayAfter\" is not a number"_s);
+        row("override a number", doc("\"name\"", "\"packedOverride\": 0, \"name\""),
+            u"window 1: \"packedOverride\" is not a text"_s);
         row("stop on error a text", doc("\"name\"", "\"stopOnError\": \"yes\", \"name\""),
-            unreadable);
-        row("folder a number", doc("\"name\"", "\"directory\": 3, \"name\""), unreadable);
-        row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), unreadable);
-        row("id trailing text", doc(stepId, QByteArray(stepId) + 'X'), unreadable);
-        row("id one short", doc(stepId, QByteArray(stepId).chopped(1)), unreadable);
-        row("id non-hex", doc(stepId, QByteArray(stepId).replace('D', 'G')), unreadable);
-        row("id hyphen moved", doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"), unreadable);
+            u"window 1: \"stopOnError\" is not true or false"_s);
+        row("folder a number", doc("\"name\"", "\"directory\": 3, \"name\""),
+            u"window 1: \"directory\" is not a text"_s);
+        // Only the bare 8-4-4-4-12 form.
+        row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), badId);
+        row("id one short", doc(stepId, QByteArray(stepId).chopped(1)), badId);
+        row("id non-hex", doc(stepId, QByteArray(stepId).replace('D', 'G')), badId);
+        row("id hyphen moved", doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"), badId);
     }
 
     void decoding()
@@ -181,13 +196,13 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(QString, summary);
         QFETCH(QByteArray, fragment);
-        const auto config = ConfigCodec::decode(bytes);
-        if (!config || config->groups.size() != 1)
-            QCOMPARE(config ? u"%1 groups"_s.arg(config->groups.size()) : u"unreadable"_s, summary);
-        else
-            QCOMPARE(u"%1 %2 %3"_s.arg(rawValue(config->terminalApp), config->groups[0].name)
-                         .arg(config->groups[0].commands.size()),
-                     summary);
+        QString reason;
+        const auto config = ConfigCodec::decode(bytes, &reason);
+        const TabGroup first = config ? config->groups.value(0) : TabGroup();
+        QCOMPARE(config ? u"%1 %2 %3"_s.arg(rawValue(config->terminalApp), first.name)
+                              .arg(first.commands.size())
+                        : reason,
+                 summary);
         const QByteArray again = config ? encoded(*config) : QByteArray();
         const bool absent = fragment.startsWith('!');
         QVERIFY2(again.contains(fragment.mid(absent ? 1 : 0)) != absent, again.constData());
@@ -196,34 +211,16 @@ private Q_SLOTS:
     void randomConfigurationsRoundTrip()
     {
         QRandomGenerator rng(20240611);
-        // Texts that start with U+FEFF, which a JSON reader may take for a byte-order mark.
-        const QString mark = QString(QChar(0xFEFF));
-        AppConfig config{
-            TerminalApp::warp,
-            {TabGroup{QUuid::createUuid(),
-                      mark + u"name"_s,
-                      {{QUuid::createUuid(), mark, 1}, {QUuid::createUuid(), mark + mark, 0}},
-                      mark + u"echo"_s}}};
-        while (config.groups.size() < 400)
-            config.groups.append(testing::randomConfig(rng, 3).groups);
+        AppConfig config{TerminalApp::warp, {}};
+        while (config.groups.size() < 400) {
+            TabGroup group{QUuid::createUuid(), randomText(rng), {}, std::nullopt};
+            for (int s = rng.bounded(0, 5); s > 0; --s)
+                group.commands.append({QUuid::createUuid(), randomText(rng), randomDelay(rng)});
+            if (rng.bounded(3) > 0)
+                group.packedOverride = rng.bounded(2) ? randomText(rng) : QString();
+            config.groups.append(group);
+        }
         QCOMPARE(ConfigCodec::decode(encoded(config)), std::optional<AppConfig>(config));
-
-        // Python reads the file and writes it again in its own dialect (\u escapes, repr
-        // floats); reading that back must give exactly the same configuration.
-        const QString python = QStandardPaths::findExecutable(u"python3"_s);
-        if (python.isEmpty())
-            QSKIP("python3 is not installed");
-        QProcess process;
-        process.start(python,
-                      {u"-c"_s, u"import json, sys; "
-                                "print(json.dumps(json.loads(sys.stdin.buffer.read())))"_s});
-        process.write(encoded(config));
-        process.closeWriteChannel();
-        QVERIFY(process.waitForFinished(60000));
-        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-        const QByteArray viaPython = process.readAllStandardOutput();
-        QVERIFY(viaPython.startsWith("{\"groups\": [{")); // Python's layout, not ours passed on
-        QCOMPARE(ConfigCodec::decode(viaPython), std::optional<AppConfig>(config));
     }
 };
 

@@ -9,7 +9,8 @@ class TestWhitespace final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void membership()
+    // What a blank step is, and what is trimmed off a command.
+    void whitespaceSet()
     {
         const QList<char32_t> members{0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,
                                       0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003, 0x2004,
@@ -18,22 +19,10 @@ private Q_SLOTS:
         for (char32_t c = 0; c < 0x110000; ++c)
             QVERIFY2(isWhitespaceOrNewline(c) == members.contains(c),
                      qPrintable(QString::number(c, 16)));
-    }
-
-    void trimming()
-    {
-        const QList<std::pair<QString, QString>> cases{
-            {QString(), QString()},
-            {u" \t\r\n\u00a0\u3000"_s, QString()},
-            {u"  a \t b\n"_s, u"a \t b"_s},
-            {u"\u200bls\u2029"_s, u"ls"_s}, // QString::trimmed() would keep U+200B
-            {u"\ufeffls"_s, u"\ufeffls"_s}, // not whitespace, though some tables say so
-            {u" \U0001F600 "_s, u"\U0001F600"_s},
-        };
-        for (const auto &[text, trimmed] : cases) {
-            QCOMPARE(trimmedWhitespace(text), trimmed);
-            QCOMPARE(isBlank(text), trimmed.isEmpty());
-        }
+        // QString::trimmed() would keep U+200B; a surrogate pair is never cut.
+        QCOMPARE(trimmedWhitespace(u"\u200b \U0001F600\t\u00a0b\u2029"_s),
+                 u"\U0001F600\t\u00a0b"_s);
+        QVERIFY(isBlank(QString()) && isBlank(u" \t\r\n\u00a0\u3000"_s) && !isBlank(u"\ufeff"_s));
     }
 };
 

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""The command line of the real corvane: cli_e2e.py CORVANE_BINARY CASE. Terminals are fakes
-on PATH that record their argument vectors (harness.RECORDER)."""
+"""The real corvane under Xvfb: its command line, and its windows driven by keyboard and mouse.
+cli_e2e.py CORVANE_BINARY CASE. Terminals are fakes on PATH that record their argument vectors
+(harness.RECORDER); real terminal windows are tests/launching's."""
 
-import json, re, shlex, signal, subprocess
+import contextlib, json, os, re, shutil, signal, subprocess
 from pathlib import Path
 
 import harness
@@ -18,9 +19,12 @@ def check_ok(result):
 
 
 def case_command_line(s):
-    """Command lines that end at once, with no display and no config.json: the exit status, the
-    first line printed (on stdout for 0, else on stderr), and a usage error's usage line."""
+    """Command lines that end at once, with no config.json: the exit status, the first line
+    printed (on stdout for 0, else on stderr), and a usage error's usage line. Without a display,
+    or with one that no X server answers, corvane says so in one line."""
     version = re.compile(r"Corvane \d+\.\d+\.\d+")
+    nobody = ":%d" % (900 + os.getpid() % 99)
+    no_session = "corvane: needs a graphical session "
     for args, status, first in (
             ("--help", 0, USAGE), ("-h", 0, USAGE), ("run --help", 0, USAGE),
             ("--version", 0, version), ("-v", 0, version),
@@ -32,8 +36,12 @@ def case_command_line(s):
             ("run edit", 2, "corvane: Too many arguments: edit."),
             ("edit --dry-run", 2, "corvane: --dry-run goes with run."),
             ("--no-wait", 2, "corvane: --no-wait goes with run."),
-            ("run --no-wait --dry-run", 2, "corvane: --dry-run and --no-wait do not go together.")):
-        result = s.corvane_cli(*args.split())
+            ("run --no-wait --dry-run", 2, "corvane: --dry-run and --no-wait do not go together."),
+            ("", 1, no_session + "(no DISPLAY or WAYLAND_DISPLAY set)"),
+            (f"DISPLAY={nobody}", 1, no_session + f"(no X server answers on DISPLAY {nobody})")):
+        words = args.split()  # NAME=value words set the environment, as in a shell
+        env = dict(s.env, **dict(w.split("=", 1) for w in words if "=" in w))
+        result = s.corvane_cli(*[w for w in words if "=" not in w], env=env)
         printed, other = (result.stdout, result.stderr)
         if status != 0:
             printed, other = other, printed
@@ -47,35 +55,30 @@ def case_command_line(s):
 
 def case_dry_run(s):
     """The dry run's lines, run by bash and by dash, start exactly what a real run starts; for Warp
-    it shows the launch file that a run writes and the URL it opens. It needs no display."""
+    it shows the launch file that a run writes and the URL it opens. It needs no display, and
+    takes a relative XDG_CONFIG_HOME for no place."""
     awkward = [("quotes", ["cd ~ && echo \"it's $HOME\" `id -u`", "printf '%s\\n' a\\ b\t|| true"]),
                ("remote", ["ssh box", "tail -f /var/log/*.log"]),
                ("unicode", ["echo ‘é’ €"]), ("two lines", ["echo one\necho two"])]
     s.fake_kitty(awkward)
-    # A relative XDG_CONFIG_HOME is not a place: the configuration is in ~/.config then.
-    home_config = s.root / "home/.config/Corvane"
-    home_config.parent.mkdir()
-    s.config_path.parent.rename(home_config)
+    # Relative to the current folder it would name config.json; ~/.config holds none.
     relative = s.corvane_cli("run", "--dry-run", env=dict(s.env, XDG_CONFIG_HOME="config"),
                              cwd=s.root)
-    assert relative.returncode == 0 and relative.stdout.count("\n") == 5, relative
-    home_config.rename(s.config_path.parent)
-    dry = s.corvane_cli("run", "--dry-run")  # DISPLAY is not set yet
+    assert (relative.returncode, relative.stderr) == (1, NOTHING), relative
+    dry = s.corvane_cli("run", "--dry-run")
     # One line per window; a command's line break stays inside its quotes.
     assert dry.returncode == 0 and dry.stderr == "" and dry.stdout.count("\n") == 5, dry
     by_shell = {}
     for shell in ("bash", "dash"):
         subprocess.run([shell, "-c", dry.stdout], env=s.env, check=True, timeout=harness.TIMEOUT)
-        by_shell[shell] = s.wait_for_starts(4)
-        s.clear_starts()
+        by_shell[shell] = s.take_starts(4)
 
     s.start_display(tray=True)
     app = s.start_corvane("run")
-    real = s.wait_for_starts(4)
+    real = s.take_starts(4)
     assert by_shell["bash"] == real and by_shell["dash"] == real, (by_shell, real)
     s.stop(app)
 
-    s.clear_starts()
     s.fake_terminal("warp-terminal")
     s.fake_terminal("xdg-open")  # where Qt sends a warp:// URL on a desktop without a portal
     s.write_config("warp", awkward)
@@ -85,7 +88,7 @@ def case_dry_run(s):
     launch_file, url = Path(lines[0][2:].strip()), lines[-1].strip()
     assert not launch_file.exists(), "a dry run writes nothing"
     s.start_corvane("run")
-    opened = s.wait_for_starts(1)[0]
+    opened = s.take_starts(1)[0]
     assert [a.decode() for a in opened[1:]] == [url], (opened, url)
     assert launch_file.read_text() == "".join(lines[1:-1])
 
@@ -93,7 +96,12 @@ def case_dry_run(s):
 def case_run(s):
     """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
     by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
-    at once: one becomes the tray instance and runs, the other is refused."""
+    at once: one becomes the tray instance (only its icon shows) and runs, the other is refused.
+    `run` then waits for the outcome: once it has returned, the run is over and the next one is
+    taken at once, while after `--no-wait` the run is still under way; both from a session
+    without a display too. A run that ends with an alert fails with the alert's text. An
+    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
+    that loaded it."""
     s.start_display(tray=True)
     s.fake_kitty([("blank", [" ", ""])])
     killed = s.start_corvane("run")
@@ -107,32 +115,24 @@ def case_run(s):
 
     s.fake_kitty()
     pair = [s.start_corvane("run") for _ in range(2)]
-    s.wait_for_starts(2)
+    s.take_starts(2)
     ended = wait_until("one of the two to hand over and end",
                        lambda: [p for p in pair if p.poll() is not None])
     assert len(ended) == 1 and ended[0].returncode == 1 and ALREADY in s.logged(), s.logged()
-    s.docked(next(p for p in pair if p.poll() is None))
-
-
-def case_outcome(s):
-    """A start with a configuration shows only the tray icon. `run` waits for the outcome: once
-    it has returned, the run is over and the next one is taken at once, while after `--no-wait`
-    the run is still under way; both from a session without a display too. A run that ends with
-    an alert fails with the alert's text. An unreadable config.json is named, with the parser's
-    reason, by a dry run and by the instance that loaded it."""
-    s.start_display(tray=True)
-    s.fake_kitty()
-    app = s.start_corvane()
-    # With a configuration, a start is quiet: only the tray icon shows.
+    app = next(p for p in pair if p.poll() is None)
     icon = s.docked(app)
     assert s.visible_windows(app) == [icon], "a start with a configuration opened a window"
+
+    # As a script or an SSH session of the same user would.
+    no_display = {key: value for key, value in s.env.items() if key != "DISPLAY"}
+    run = lambda: (r := s.corvane_cli("run", env=no_display)).stderr != ALREADY and r
+    check_ok(wait_until("a waited run", run))
     check_ok(s.corvane_cli("run", "--no-wait"))
     busy = s.corvane_cli("run", "--no-wait")
     assert (busy.returncode, busy.stderr) == (1, ALREADY), busy
-    run = lambda: (r := s.corvane_cli("run", env=s.without_display())).stderr != ALREADY and r
-    check_ok(wait_until("a waited run", run))
-    check_ok(s.corvane_cli("run", "--no-wait", env=s.without_display()))
     check_ok(wait_until("a waited run after it", run))
+    check_ok(s.corvane_cli("run", "--no-wait", env=no_display))
+    check_ok(wait_until("a waited run after that", run))
     s.fake_terminal("kitty", "#!/bin/sh\necho 'kitty: no display' >&2\nexit 1\n")
     failed = run()
     assert failed.returncode == 1 and failed.stderr.startswith("corvane: Couldn’t ") and \
@@ -149,34 +149,78 @@ def case_outcome(s):
     assert (refused.returncode, refused.stderr) == (1, unreadable), refused
 
 
-def exec_argv(entry):
-    """The Exec key of a desktop entry as the argument vector a desktop starts. (Its quoting and
-    escapes, and its validity, are tried with GLib in tst_linuxplatform.)"""
-    return shlex.split(re.search(r"^Exec=(.*)$", entry, re.M).group(1))
+def case_fallback(s):
+    """Without a tray the fallback window stands in for it: a later start opens the editor there,
+    which saves what is typed; Ctrl+R runs both windows, the new name included."""
+    s.start_display(tray=False)
+    config = s.fake_kitty()
+    app = s.start_corvane()
+    window, before = s.window(app, "^Corvane$"), s.config_path.read_bytes()
+    # A later start hands over to the running Corvane, which opens (or raises) its one editor.
+    for _ in range(2):
+        assert s.corvane_cli().returncode == 0
+        editor = s.window(app, "Edit Commands$")
+    assert len(s.visible_windows(app, "Edit Commands$")) == 1, "one editor window"
+    assert s.config_path.read_bytes() == before, "opening the editor must not write config.json"
+    s.xdotool("windowfocus", "--sync", editor)  # the first window's name field has the focus
+    s.xdotool("key", "--window", editor, "ctrl+a")
+    s.xdotool("type", "--window", editor, "Build box/1")
+    config["groups"][0]["name"] = "Build box/1"
+    wait_until("config.json with the new name",
+               lambda: json.loads(s.config_path.read_text()) == config)
+    s.xdotool("windowfocus", "--sync", window)
+    s.xdotool("key", "--window", window, "ctrl+r")
+    titles = [a for start in s.take_starts(2) for a in start if a.startswith(b"Build box")]
+    assert titles == [b"Build box/1"], "the run did not take the name typed"
+    assert app.poll() is None, "corvane exited"
 
 
-def case_autostart(s):
-    """The editor's Run at login (which checks Start at login too) writes an autostart entry that
-    starts this corvane with `run`; unchecking Start at login (and so Run) removes it."""
+def case_new_user_xterm(s):
+    """A first start with no configuration, on a desktop whose only terminal is XTerm: the editor
+    opens by itself (and writes nothing); the user writes two commands there by keyboard and runs
+    them from the tray in one XTerm window. Run at login (which checks Start at login too) writes
+    an autostart entry that starts this corvane with `run`; unchecking Start at login removes it.
+    (The entry itself is tst_linuxplatform's.)"""
     s.start_display(tray=True)
-    s.fake_kitty()
-    entry = s.root / "config/autostart/corvane.desktop"
-    editor = s.window(s.start_corvane("edit"), "Edit Commands$")
-    # With no window manager the keyboard follows the pointer; keys sent while a new window is
-    # still taking the focus can be lost: type into the first name field until that is saved.
-    s.xdotool("mousemove", "--window", editor, "5", "5")
-    name = lambda: json.loads(s.config_path.read_bytes())["groups"][0]["name"]
-    before = name()
+    s.fake_terminal("xterm")
+    (s.bin / "x-terminal-emulator").symlink_to("xterm")  # Debian's alternative, as XTerm sets it
+    (s.bin / "mv").symlink_to(shutil.which("mv"))  # for the recorder
+    # The only PATH corvane gets, so that this machine's kitty, Konsole or Terminator stay unseen.
+    app = s.start_corvane(env=dict(s.env, PATH=str(s.bin)))
+    editor = s.window(app, "Edit Commands$")
+    icon = s.docked(app, besides=[editor])
+    assert not s.config_path.exists(), "opening the editor wrote config.json"
+    s.xdotool("windowfocus", "--sync", editor)
 
-    def typed():
-        s.xdotool("key", "x")
-        return name() != before
-    wait_until("the editor to take a key", typed)
-    s.xdotool("key", "alt+r")
-    wait_until("Exec=corvane run", lambda: entry.exists() and
-               exec_argv(entry.read_text()) == [s.corvane, "run"])
-    s.xdotool("key", "alt+s")
+    def saved():  # XTerm, the only terminal, is chosen
+        with contextlib.suppress(FileNotFoundError):  # written whole, by rename
+            config = json.loads(s.config_path.read_bytes())
+            return config["terminalApp"], [(c["command"], c["delayAfter"])
+                                           for c in config["groups"][0]["commands"]]
+    first, second = "echo one", "echo two"
+    # By keyboard, as the editor opens with the window's name focused: keys, text, then saved.
+    for keys, text, commands in (
+            (["Tab"], first, [(first, 0)]),  # to the first command
+            (["Tab", "Tab", "ctrl+a"], "1", [(first, 1)]),  # past "wait ▾" to the seconds
+            # The step's icon buttons are out of the Tab order: next comes Add Command, which
+            # leaves the cursor in the new row's command.
+            (["Tab", "space"], second, [(first, 1), (second, 0)])):
+        s.xdotool("key", "--window", editor, *keys)
+        s.xdotool("type", "--window", editor, text)
+        wait_until(f"{commands} in config.json", lambda: saved() == ("xterm", commands))
+    entry = s.root / "config/autostart/corvane.desktop"
+    s.xdotool("key", "--window", editor, "alt+r")
+    wait_until("Exec=corvane run",
+               lambda: entry.exists() and f"\nExec={s.corvane} run\n" in entry.read_text())
+    s.xdotool("key", "--window", editor, "alt+s")
     wait_until("the entry to go", lambda: not entry.exists())
+
+    s.xdotool("mousemove", "--window", icon, "5", "5", "click", "3")
+    wait_until("the tray menu", lambda: set(s.visible_windows(app)) - {editor, icon})
+    s.xdotool("key", "Down", "Return")  # now Run Startup Commands is enabled
+    [start] = s.take_starts(1)  # one group, one XTerm window, with both commands
+    assert start[0].endswith(b"/xterm") and b"echo one; sleep 1; echo two" in start[-1], start
+    assert app.poll() is None, "corvane exited"
 
 
 harness.main(globals())

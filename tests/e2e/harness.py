@@ -1,12 +1,12 @@
 """Shared by the end-to-end tests: a private X display (and trayer as an XEmbed tray), private
 configuration, HOME and runtime folders, terminals on PATH that are fakes recording how they were
-started or wrappers around real ones, and the real corvane. Every process started here is
-stopped by its PID when the case ends, pass or fail."""
+started (real terminals are tests/launching's), and the real corvane. Every process started here
+is stopped by its PID when the case ends, pass or fail."""
 
 import contextlib, json, os, signal, subprocess, sys, tempfile, time, uuid
 from pathlib import Path
 
-TIMEOUT = 30.0  # generous: sanitizer builds and kitty's software GL are slow
+TIMEOUT = 30.0  # generous: sanitizer builds are slow
 
 # Records each start as NUL-separated $0 and arguments, renamed into place when complete.
 RECORDER = """#!/bin/sh
@@ -31,8 +31,8 @@ class Session:
         # A space in the terminals' folder: a dry run must quote their paths.
         self.bin, self.records = self.root / "my bin", self.root / "records"
         self.config_path = self.root / "config/Corvane/config.json"
-        # The terminals' windows run login shells: a private HOME and XDG folders keep this
-        # user's profile and settings out. Without D-Bus, Qt docks through XEmbed.
+        # A private HOME and XDG folders keep this user's settings out. Without D-Bus, Qt docks
+        # through XEmbed.
         self.env = {key: value for key, value in os.environ.items() if key not in (
             "DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "DISPLAY",
             "TERMINAL")}
@@ -44,28 +44,10 @@ class Session:
             (self.root / d).mkdir(mode=0o700, parents=True)
         self.log = open(self.root / "corvane.log", "w")
 
-    def without_display(self):
-        """The environment of a script or an SSH session of the same user."""
-        return {key: value for key, value in self.env.items() if key != "DISPLAY"}
-
     def spawn(self, argv, **kwargs):
         kwargs.setdefault("env", self.env)
         self.procs.append(subprocess.Popen(argv, **kwargs))
         return self.procs[-1]
-
-    def stop_all(self):
-        # Real terminals were started by corvane: stop them first, by the PIDs that their
-        # wrappers noted, so that Corvane reaps them (else they stay zombies of a PID 1 that may
-        # never reap them).
-        terminals = [int(pid) for f in self.root.glob("*.pids") for pid in f.read_bytes().split()]
-        for pid in terminals:
-            with contextlib.suppress(ProcessLookupError):
-                os.kill(pid, signal.SIGTERM)
-        with contextlib.suppress(AssertionError):
-            wait_until("the terminals to end",
-                       lambda: not any(Path(f"/proc/{p}").exists() for p in terminals), 5)
-        for proc in reversed(self.procs):
-            self.stop(proc)
 
     def stop(self, proc):
         """SIGTERM, then SIGKILL after 5 s."""
@@ -90,11 +72,6 @@ class Session:
         path = self.bin / name
         path.write_text(text or RECORDER.format(records=self.records))
         path.chmod(0o755)
-
-    def terminal_wrapper(self, name, argv):
-        """NAME notes its PID in NAME.pids, then becomes ARGV followed by its arguments."""
-        self.fake_terminal(name, f"#!/bin/sh\necho $$ >> '{self.root / (name + '.pids')}'\n"
-                                 f"exec {' '.join(argv)} \"$@\"\n")
 
     def fake_kitty(self, groups=TWO_WINDOWS):
         """A recording kitty, and a configuration that uses it."""
@@ -129,15 +106,14 @@ class Session:
         """The argument vectors ($0 first) of every recorded start, sorted."""
         return sorted(p.read_bytes().split(b"\0")[:-1] for p in self.records.glob("start.*"))
 
-    def wait_for_starts(self, count):
+    def take_starts(self, count):
+        """Waits for `count` starts and gives them, sorted; the next call counts afresh."""
         wait_until(f"{count} terminal starts", lambda: len(self.starts()) >= count)
         starts = self.starts()
         assert len(starts) == count, f"expected {count} starts, got {len(starts)}: {starts}"
-        return starts
-
-    def clear_starts(self):
         for p in self.records.glob("start.*"):
             p.unlink()
+        return starts
 
     def xdotool(self, *args, check=True):
         result = subprocess.run(["xdotool", *args], env=self.env, capture_output=True, text=True,
@@ -157,9 +133,6 @@ class Session:
         return wait_until("the docked tray icon", lambda: [
             w for w in self.visible_windows(proc) if w not in besides])[0]
 
-    def alive(self, proc):
-        assert proc.poll() is None, f"corvane exited with {proc.returncode}"
-
 
 def main(cases):
     """Entry point of the e2e scripts: SCRIPT CORVANE_BINARY CASE, CASE naming a case_ function
@@ -172,5 +145,6 @@ def main(cases):
         except (AssertionError, subprocess.SubprocessError) as error:
             sys.exit(f"FAIL {case}: {error}\n{session.logged()}")
         finally:
-            session.stop_all()
+            for proc in reversed(session.procs):
+                session.stop(proc)
     print(f"PASS {case}")
