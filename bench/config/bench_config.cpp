@@ -2,7 +2,7 @@
 // is what decides whether typing stays smooth.
 #include "ConfigCodec.h"
 #include "ConfigStore.h"
-#include "RandomConfig.h"
+#include "SizedConfig.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -10,7 +10,7 @@
 #include "EditorView.h"
 #include "GroupEditor.h"
 #include "LinuxPlatform.h"
-#include "RandomConfig.h"
+#include "SizedConfig.h"
 
 #include <QApplication>
 #include <QLabel>
