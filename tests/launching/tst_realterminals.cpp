@@ -54,7 +54,6 @@ QString shellState(const QString &pid)
     return state;
 }
 
-// Appends "<n> <shell pid> <time>" to the file.
 QString mark(const QString &file, int n)
 {
     return u"echo \"%1 $$ $(date +%s.%N)\" >> '%2'"_s.arg(n).arg(file);
