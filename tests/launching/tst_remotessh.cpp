@@ -25,6 +25,7 @@ class RemoteSshTest final : public QObject {
     QProcess sshd;
     const QString user = u"corvane-ssh-%1"_s.arg(::getpid());
     const QString home = u"/tmp/"_s + user; // outside dir, which only root may enter
+    QString ssh;                            // reaches the throwaway user
 
 private Q_SLOTS:
     void initTestCase()
@@ -68,16 +69,12 @@ private Q_SLOTS:
             qPrintable(log), 20000);
         QVERIFY2(sshd.state() == QProcess::Running, qPrintable(log));
 
-        // The packed command says plain "ssh 127.0.0.1"; the client options come from a wrapper.
-        QVERIFY(QDir(dir.path()).mkdir(u"bin"_s));
-        QVERIFY(writeExecutable(
-            dir.filePath(u"bin/ssh"_s),
-            u"#!/bin/sh\nexec '%1' -i '%2' -p %3 -l %4 -o StrictHostKeyChecking=no "
-            u"-o LogLevel=ERROR -o UserKnownHostsFile=/dev/null -o BatchMode=yes \"$@\"\n"_s
-                .arg(QStandardPaths::findExecutable(u"ssh"_s), dir.filePath(u"client_key"_s))
-                .arg(port)
-                .arg(user)
-                .toUtf8()));
+        // The client's options go before the host, as a user's own would.
+        ssh = u"ssh -i %1 -p %2 -l %3 -o StrictHostKeyChecking=no -o LogLevel=ERROR "
+              u"-o UserKnownHostsFile=/dev/null -o BatchMode=yes 127.0.0.1"_s
+                  .arg(PackedCommandBuilder::shellQuoted(dir.filePath(u"client_key"_s)))
+                  .arg(port)
+                  .arg(user);
     }
 
     void cleanupTestCase()
@@ -101,7 +98,7 @@ private Q_SLOTS:
         const quint16 port = server.serverPort();
         server.close();
         QList<CommandStep> steps{
-            step(u"ssh 127.0.0.1"_s, 3),
+            step(ssh, 3),
             step(u"echo started"_s, 1),
             step(u"echo \"say \\\"it's\\\"\" '$USER' \"$USER\" 'a\\b' > ~/out"_s),
             step(u"echo \"$((6 * 7)) `echo tick`\" >> ~/out"_s),
@@ -109,9 +106,6 @@ private Q_SLOTS:
         steps[1].waitFor = QJsonObject{{u"port"_s, port}};
 
         QProcess shell;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"PATH"_s, dir.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
-        shell.setProcessEnvironment(environment);
         shell.setStandardInputFile(QProcess::nullDevice());
         shell.start(u"/bin/sh"_s, {u"-c"_s, PackedCommandBuilder::packed(steps)});
         QByteArray seen;

@@ -1,6 +1,5 @@
 // The runner, its parts and the run preview against recording doubles: exact texts, call order
 // and waits.
-#include "AppleScriptDriver.h"
 #include "FakePlatform.h"
 #include "FakeSleeper.h"
 #include "PackedCommandBuilder.h"
@@ -87,8 +86,8 @@ private Q_SLOTS:
     // Blank steps and windows are skipped; each wait is the step's delay raised to its floor
     // (0.5 s after a window's first command, 0.3 s after the others; not a number: the floor;
     // absurd: cut short). A wait is typed as a command of its own, the step's delay after it; a
-    // start condition comes first, after `cd` to the window's folder. A failure ends the run with
-    // one alert.
+    // start condition comes first, after `cd` to the window's folder. Line breaks become spaces,
+    // so that one command stays one. A failure ends the run with one alert.
     void appleScriptRunTypesIntoEachWindow()
     {
         const AppleScriptResult ok{};
@@ -99,16 +98,17 @@ private Q_SLOTS:
         box.commands[0].waitFor = QJsonObject{{u"file"_s, u"/tmp/r"_s}};
         box.startWhen = QJsonObject{{u"port"_s, 0}};
         box.directory = support.path();
-        const AppConfig config{TA::appleTerminal,
-                               {group(u"A"_s, {step(u"cd \"~/a\\b\""_s, 0.4), step(u"   "_s, 9),
-                                               step(u" npm start "_s, -4), step(u"tail"_s, 1e300)}),
-                                group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}),
-                                box, group(u"C"_s, {step(u"c1"_s, qQNaN()), step(u"c2"_s)}),
-                                group(u"D"_s, {step(u"d"_s)})}};
+        const AppConfig config{
+            TA::appleTerminal,
+            {group(u"A"_s, {step(u"cd \"~/a\\b\""_s, 0.4), step(u"   "_s, 9),
+                            step(u" npm start "_s, -4), step(u"tail\n-f\rx"_s, 1e300)}),
+             group(u"blank"_s, {step(u" \t\n"_s, 7)}), group(u"empty"_s, {}), box,
+             group(u"C"_s, {step(u"c1"_s, qQNaN()), step(u"c2"_s)}),
+             group(u"D"_s, {step(u"d"_s)})}};
         run(runner, config);
         QCOMPARE(platform.calls,
                  (Calls{open(u"cd \"~/a\\b\""_s), wait(0.5), send(u" npm start "_s, 41), wait(0.3),
-                        send(u"tail"_s, 41), wait(1e9),
+                        send(u"tail -f x"_s, 41), wait(1e9),
                         open(u"cd "_s + support.path() +
                              u"; echo 'Corvane: not waiting: the port must be a number from 1 to "
                              u"65535'"_s),
@@ -206,18 +206,19 @@ private Q_SLOTS:
                          {u"warp://launch/"_s + support.path() +
                           u"/a%20b%23%3F%25%3B%5B%22%3C%5C%5E%60%7B%7C%7D%C3%A9%E2%86%92"
                           u"~!$&'()*+,:=@/Corvane/warp_launch.yaml"_s}}}));
-        const auto text = [](const YAML::Node &node) {
-            return node ? QString::fromStdString(node.as<std::string>()) : u"(none)"_s;
-        };
         const YAML::Node windows = YAML::LoadFile(path.toStdString())["windows"];
         QCOMPARE(windows.size(), std::size_t(2));
-        const YAML::Node first = windows[0]["tabs"][0], second = windows[1]["tabs"][0];
-        QCOMPARE(text(first["title"]), api.name);
-        QCOMPARE(text(first["layout"]["cwd"]), support.path());
-        QCOMPARE(text(first["layout"]["commands"][0]["exec"]), u"cd ~/api; sleep 2; npm start"_s);
-        QCOMPARE(text(second["title"]), QString());
-        QCOMPARE(text(second["layout"]["cwd"]), u"(none)"_s); // Warp's own default
-        QCOMPARE(text(second["layout"]["commands"][0]["exec"]), remote);
+        const auto tab = [&](std::size_t i) { // title, folder and command; "-": Warp's own
+            const YAML::Node node = windows[i]["tabs"][0], layout = node["layout"];
+            QStringList texts;
+            for (const YAML::Node &text :
+                 {node["title"], layout["cwd"], layout["commands"][0]["exec"]})
+                texts.append(text ? QString::fromStdString(text.as<std::string>()) : u"-"_s);
+            return texts;
+        };
+        QCOMPARE(tab(0),
+                 (QStringList{api.name, support.path(), u"cd ~/api; sleep 2; npm start"_s}));
+        QCOMPARE(tab(1), (QStringList{QString(), u"-"_s, remote}));
         QCOMPARE(QFile::permissions(path) & 0x0FF, QFile::Permissions()); // owner only
 
         platform.calls.clear();
@@ -246,8 +247,10 @@ private Q_SLOTS:
         plan.nameSessions({u"api-db"_s}); // taken on the server
         QCOMPARE(plan.windows.size(), 2);
         QCOMPARE(plan.windows[0].tmuxSession, u"api-db-2"_s);
-        QVERIFY(plan.windows[0].process.arguments.last().contains(u"'=api-db-2:'"_s));
         QCOMPARE(plan.windows[1].tmuxSession, u"api-db-3"_s);
+        for (const PlannedWindow &window : plan.windows) // each attaches to its own
+            QVERIFY(
+                window.process.arguments.last().contains(u"'="_s + *window.tmuxSession + u":'"_s));
         const QString preview = RunPreview::of(plan, platform).text();
         QVERIFY(preview.contains(u"new-session -d -P -F '#{pane_id}' -s api-db-2"_s));
         QVERIFY(preview.contains(u"send-keys -t '=api-db-2:' -l -- python3"_s));
@@ -270,74 +273,54 @@ private Q_SLOTS:
     void previewNamesWhatTheRunDoes_data()
     {
         QTest::addColumn<TerminalApp>("terminal");
-        QTest::addColumn<bool>("installed");
         QTest::addColumn<QString>("typing");
-        for (TerminalApp app :
-             {TA::kitty, TA::tabby, TA::gnomeTerminal, TA::appleTerminal, TA::iterm2})
-            QTest::newRow(qUtf8Printable(rawValue(app))) << app << true << QString();
-        QTest::newRow("not installed") << TA::wezterm << false << QString();
-        QTest::newRow("no tmux") << TA::kitty << true << u"tmux"_s;
+        QTest::addColumn<QString>("problem"); // how the alert shown instead of a run begins
+        QTest::newRow("packed") << TA::kitty << QString() << QString();
+        QTest::newRow("scripted") << TA::appleTerminal << QString() << QString();
+        QTest::newRow("not installed") << TA::wezterm << QString() << u"WezTerm"_s;
+        QTest::newRow("no tmux") << TA::kitty << u"tmux"_s << u"tmux"_s;
     }
 
-    // Whatever the preview names, the runner must then do: commands that need quoting of every
-    // kind, a blank step with a delay, a group with nothing to run, an SSH group and a command of
-    // two lines. A run that cannot go ahead shows one alert and nothing else, and the preview
-    // names it. The real binary's dry run, read back by real shells, is driven in e2e/cli_e2e.py.
+    // Whatever the preview names, the runner must then do, in order: each packed window with its
+    // pause, each script with its wait. A run that cannot go ahead shows one alert and nothing
+    // else, and the preview names it. The real binary's dry run, read back by real shells, is
+    // driven in e2e/cli_e2e.py.
     void previewNamesWhatTheRunDoes()
     {
         QFETCH(TerminalApp, terminal);
-        QFETCH(bool, installed);
         QFETCH(QString, typing);
-        if (installed)
-            platform.install(terminal);
-        const AppConfig config{
-            terminal,
-            {group(u"Build ‘box’"_s,
-                   {step(u"  cd ~/app && echo \"it's $HOME\" `id -u`  "_s, 1.5), step(u" "_s, 9),
-                    step(u"printf '%s\\n' a\\ b\t|| !!"_s, 0.2)}),
-             group(u"empty"_s, {step(u"\u3000"_s, 4)}),
-             group(u"remote"_s, {step(u"ssh box"_s, 2), step(u"tail -f /var/log/*.log"_s)}),
-             group(u"two lines"_s, {step(u"echo one\necho two"_s)})},
-            typing};
+        QFETCH(QString, problem);
+        const AppConfig config{terminal,
+                               {group(u"a"_s, {step(u"cd ~/app"_s, 1.5), step(u" "_s, 9),
+                                               step(u"echo one\necho two"_s, 0.2)}),
+                                group(u"b"_s, {step(u"ssh box"_s, 2), step(u"ls"_s)})},
+                               typing};
         const RunPreview preview = RunPreview::of(config, platform);
         QCOMPARE(platform.calls, Calls{}); // nothing started, typed or shown
 
         TerminalRunner runner(platform, sleeper);
         run(runner, config);
-        const bool fails = !installed || !typing.isEmpty();
-        if (fails) {
+        QVERIFY(preview.problem.startsWith(problem));
+        if (!problem.isEmpty()) {
             QCOMPARE(platform.calls.size(), 1);
             QCOMPARE(preview.problem, platform.calls[0].values.join(u". "_s));
-            QVERIFY(preview.problem.startsWith(installed ? u"tmux"_s : displayName(terminal)));
             QVERIFY(preview.text().isEmpty());
             return;
         }
-        QCOMPARE(preview.problem, QString());
-
-        // Those of the run, in order, each packed window with its pause after it; the fake gives
-        // every scripted window the id 0.
+        // The fake gives every scripted window the id 0.
         Calls previewed;
-        for (const ProcessCommand &process : preview.processes) {
-            previewed.append({u"startProcess"_s, QStringList{process.program} + process.arguments});
-            previewed.append(wait(0.8));
-        }
+        for (const ProcessCommand &process : preview.processes)
+            previewed << Call{u"startProcess"_s, QStringList{process.program} + process.arguments}
+                      << wait(0.8);
         for (const RunPreview::ScriptedWindow &window : preview.scriptedWindows) {
             for (const RunPreview::Script &script : window.scripts) {
                 QVERIFY(preview.text().contains(u'\n' + script.source + u'\n'));
-                previewed.append(
-                    {u"appleScript"_s, {QString(script.source).replace(u"{window}"_s, u"0"_s)}});
-                previewed.append(wait(std::chrono::duration<double>(script.waitAfter).count()));
+                previewed << Call{u"appleScript"_s,
+                                  {QString(script.source).replace(u"{window}"_s, u"0"_s)}}
+                          << wait(std::chrono::duration<double>(script.waitAfter).count());
             }
         }
         QCOMPARE(previewed, platform.calls);
-    }
-
-    // iTerm2's script; line breaks become spaces, so that one command stays one.
-    void iterm2Script()
-    {
-        QCOMPARE(AppleScriptDriver::runScript(u"a\nb\rc \tcafé → "_s, -12, traits(TA::iterm2)),
-                 u"tell application id \"com.googlecode.iterm2\"\n    tell current session of "
-                 u"window id -12 to write text \"a b c \tcafé → \"\nend tell"_s);
     }
 };
 
