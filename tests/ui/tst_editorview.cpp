@@ -149,8 +149,6 @@ private Q_SLOTS:
         QTest::newRow("add window")
             << clickIn(-1, -1, u"addWindow"_s) << u"kitty Api[ssh box,make] Db*[psql] Window 3[]"_s
             << 1 << name;
-        QTest::newRow("add command") << clickIn(0, -1, u"addCommand"_s)
-                                     << u"kitty Api[ssh box,make,] Db*[psql]"_s << 1 << name;
         const Action pickXterm = [](Fixture &f) {
             Q_EMIT child<QComboBox>(f.editor.get(), u"terminalPicker"_s)->activated(1);
         };
