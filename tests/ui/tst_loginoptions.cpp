@@ -8,50 +8,43 @@
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
-
-Q_DECLARE_METATYPE(corvane::LoginStart)
+using Call = testing::FakePlatform::Call;
 
 class LoginOptionsTest final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    // Each ends with Start at login alone: set, kept, or left as it was by a failure.
-    void clicks_data()
+    void clicksAskThePlatform()
     {
-        QTest::addColumn<LoginStart>("initial");
-        QTest::addColumn<QString>("clicked");
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<LoginStart>("asked");
-        using enum LoginStart;
-        QTest::newRow("start") << off << u"startAtLogin"_s << QString() << start;
-        QTest::newRow("unchecking run keeps start")
-            << startAndRun << u"runAtLogin"_s << QString() << start;
-        QTest::newRow("a failure leaves the setting as it was")
-            << start << u"runAtLogin"_s << u"Permission denied"_s << startAndRun;
-    }
-
-    void clicks()
-    {
-        QFETCH(LoginStart, initial);
-        QFETCH(QString, clicked);
-        QFETCH(QString, failure);
-        QFETCH(LoginStart, asked);
         testing::FakePlatform platform;
-        platform.login = initial;
-        if (!failure.isEmpty())
-            platform.loginFailure = failure;
         LoginOptions options(platform);
         options.show();
         auto *start = options.findChild<QCheckBox *>(u"startAtLogin"_s);
         auto *run = options.findChild<QCheckBox *>(u"runAtLogin"_s);
-        QTest::mouseClick(options.findChild<QCheckBox *>(clicked), Qt::LeftButton);
-        QList<testing::FakePlatform::Call> expected{
-            {u"setLoginStart"_s, {QString::number(int(asked))}}};
-        if (!failure.isEmpty())
-            expected.append(
-                {u"alert"_s, {u"Couldn’t change how Corvane starts at login"_s, failure}});
-        QCOMPARE(platform.calls, expected);
-        QVERIFY(start->isChecked() && !run->isChecked());
+        // The calls one click makes, and the boxes checked after it ("10": Start at login only).
+        const auto click = [&](QCheckBox *box) {
+            platform.calls.clear();
+            QTest::mouseClick(box, Qt::LeftButton);
+            return u"%1%2"_s.arg(start->isChecked()).arg(run->isChecked());
+        };
+        const auto asked = [](LoginStart setting) {
+            return Call{u"setLoginStart"_s, {QString::number(int(setting))}};
+        };
+        QCOMPARE(click(start), u"10"_s);
+        QCOMPARE(platform.calls, QList{asked(LoginStart::start)});
+        QCOMPARE(click(run), u"11"_s);
+        QCOMPARE(platform.calls, QList{asked(LoginStart::startAndRun)});
+        QCOMPARE(click(run), u"10"_s); // unchecking Run keeps Start
+        QCOMPARE(platform.calls, QList{asked(LoginStart::start)});
+
+        // A failure is shown, and the boxes stay as the setting is.
+        platform.loginFailure = u"Permission denied"_s;
+        QCOMPARE(click(run), u"10"_s);
+        QCOMPARE(platform.calls, (QList{asked(LoginStart::startAndRun),
+                                        Call{u"alert"_s,
+                                             {u"Couldn’t change how Corvane starts at login"_s,
+                                              *platform.loginFailure}}}));
+
         // The setting may change elsewhere (another tool, a removed file): each showing reads it.
         options.hide();
         platform.login = LoginStart::startAndRun;

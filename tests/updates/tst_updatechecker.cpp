@@ -18,12 +18,6 @@ class TestUpdateChecker final : public QObject {
     QByteArray m_answer;
     QList<QTcpSocket *> m_clients;
 
-    static QByteArray http(const QByteArray &status, const QByteArray &body = {})
-    {
-        return "HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) +
-               "\r\n\r\n" + body;
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -78,7 +72,7 @@ private Q_SLOTS:
         row("malformed", "1.0", "<item>", Kind::failed, "The update feed could not be read");
         row("no usable items", "1.0", "<item><title>1.0</title></item>", Kind::failed,
             "The update feed lists no versions.");
-        row("missing", "1.0", http("404 Not Found"), Kind::failed,
+        row("missing", "1.0", "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n", Kind::failed,
             "The update server answered with an error (HTTP 404).");
         row("server down", "1.0", "down", Kind::failed, "Corvane couldn’t reach the update server");
         row("silent", "1.0", "", Kind::failed, "The update server did not answer in time.");
@@ -101,11 +95,13 @@ private Q_SLOTS:
             url.setPort(probe.serverPort());
             probe.close();
         }
+        const QByteArray feed = "<rss xmlns:sparkle='http://www.andymatuschak.org/xml-namespaces/"
+                                "sparkle'><channel>" +
+                                serve + "</channel></rss>";
         m_answer = serve.isEmpty() || serve.startsWith("HTTP/")
                        ? serve
-                       : http("200 OK", "<rss xmlns:sparkle='http://www.andymatuschak.org/"
-                                        "xml-namespaces/sparkle'><channel>" +
-                                            serve + "</channel></rss>");
+                       : "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(feed.size()) +
+                             "\r\n\r\n" + feed;
 
         UpdateChecker checker(url, current);
         checker.setTransferTimeout(std::chrono::milliseconds(500));

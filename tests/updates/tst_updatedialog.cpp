@@ -29,19 +29,16 @@ private Q_SLOTS:
         result.currentVersion = u"1.4"_s;
         for (const QString &press : {u"Download"_s, u"Release Notes"_s, u"Later"_s}) {
             QStringList seen; // the versions, then the buttons
-            QTimer user;
-            user.callOnTimeout(this, [&] {
+            // Runs once the dialog's own loop does.
+            QTimer::singleShot(0, this, [&] {
                 auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-                if (box == nullptr)
-                    return;
-                user.stop();
+                QVERIFY(box);
                 seen << box->informativeText();
                 for (QAbstractButton *button : box->buttons())
                     seen << button->text().remove(u'&');
                 const qsizetype chosen = seen.indexOf(press) - 1;
                 chosen >= 0 ? box->buttons().at(chosen)->click() : box->reject();
             });
-            user.start(10);
             corvane::UpdateDialog::present(result);
             seen.sort();
             QCOMPARE(seen, (QStringList{u"Corvane 2.0 is now available—you have 1.4."_s,
