@@ -123,7 +123,6 @@ private Q_SLOTS:
             u"appleTerminal \\ 1"_s,
             "\"command\" : \"\xEF\xBB\xBF"
             "c\"");
-        row("escaped mark", doc("\"n\"", "\"\\ufeffn\""), u"appleTerminal \uFEFFn 1"_s);
         row("mark before the document", "\xEF\xBB\xBF" + doc(), base);
 
         row("nothing", QByteArray(), u"line 1, column 1: illegal value"_s);

@@ -200,10 +200,8 @@ private Q_SLOTS:
     {
         const QString mount = m_dir.filePath(u"small"_s);
         QVERIFY(QDir().mkpath(mount));
-        QProcess mounting;
-        mounting.start(u"mount"_s,
-                       {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size=64k"_s, u"tmpfs"_s, mount});
-        if (!mounting.waitForFinished() || mounting.exitCode() != 0)
+        if (QProcess::execute(
+                u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size=64k"_s, u"tmpfs"_s, mount}) != 0)
             QSKIP("mounting a small file system needs root");
         const auto unmount = qScopeGuard([&] { QProcess::execute(u"umount"_s, {mount}); });
         ConfigStore store(mount);

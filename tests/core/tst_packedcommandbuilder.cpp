@@ -107,16 +107,13 @@ private Q_SLOTS:
         TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
         group.stopOnError = true;
         group.startWhen = QJsonObject{{u"file"_s, u"~/ready"_s}};
+        const QString ready = PackedCommandBuilder::waitCommand(group.startWhen);
         QTest::newRow("start when, stop on error")
-            << group
-            << PackedCommandBuilder::waitCommand(group.startWhen) + u" && a && "_s + wait +
-                   u" && sleep 1 && b"_s;
+            << group << ready + u" && a && "_s + wait + u" && sleep 1 && b"_s;
         group.stopOnError = false;
         group.commands = steps({u"ssh box"_s, u"b"_s}, {}, {port5432});
         QTest::newRow("start when, before ssh")
-            << group
-            << PackedCommandBuilder::waitCommand(group.startWhen) + u" || exec /bin/sh -il; "_s +
-                   ssh.arg(remote(wait) + u" && b"_s);
+            << group << ready + u" || exec /bin/sh -il; "_s + ssh.arg(remote(wait) + u" && b"_s);
     }
 
     void packed()
@@ -180,7 +177,6 @@ private Q_SLOTS:
 
         QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"PATH"_s, dir.path() + u':' + env.value(u"PATH"_s));
         env.insert(u"SHELL"_s, program);
         env.insert(u"HOME"_s, dir.path()); // no profile of the developer's gets read
         env.insert(u"XDG_CONFIG_HOME"_s, dir.filePath(u"config"_s));
