@@ -21,7 +21,6 @@ out="{records}/.$$"
 printf '%s\\0' "$0" "$@" > "$out"
 mv "$out" "{records}/start.$$"
 """
-TWO_WINDOWS = [("one", ["echo one"]), ("two", ["echo two"])]
 
 
 def wait_until(what, predicate, timeout=TIMEOUT):
@@ -78,7 +77,7 @@ class Session:
         path.write_text(text or RECORDER.format(records=self.records))
         path.chmod(0o755)
 
-    def fake_kitty(self, groups=TWO_WINDOWS):
+    def fake_kitty(self, groups=(("one", ["echo one"]), ("two", ["echo two"]))):
         self.fake_terminal("kitty")
         return self.write_config("kitty", groups)
 
