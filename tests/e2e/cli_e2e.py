@@ -221,14 +221,12 @@ def case_dry_run(s):
 
 
 def case_run(s):
-    """With blank commands only, `run` is refused in one line, by a new instance (which stays) and
-    by a running one. Once that instance is killed outright (its socket stays behind), two `run`s
-    at once: one becomes the tray instance (only its icon shows) and runs, the other is refused.
-    `run` then waits for the outcome: once it has returned, the run is over and the next one is
-    taken at once, while after `--no-wait` the run is still under way; both from a session
-    without a display too. A run that ends with an alert fails with the alert's text. An
-    unreadable config.json is named, with the parser's reason, by a dry run and by the instance
-    that loaded it."""
+    """With blank commands only, `run` is refused in one line by a new instance (which stays) and
+    by a running one. Once that is killed outright (its socket left behind), of two `run`s at once
+    one becomes the tray instance (only its icon shows) and runs, the other is refused. `run`
+    waits for the outcome, `--no-wait` does not, also without a display; a run that ends with an
+    alert fails with its text. An unreadable config.json is named, with the parser's reason, by a
+    dry run and by the instance that loaded it."""
     s.start_display(tray=True)
     s.fake_kitty([("blank", [" ", ""])])
     killed = s.start_corvane("run")
