@@ -5,11 +5,7 @@
 #include <QJsonObject>
 
 #include <QFile>
-#include <QRandomGenerator>
 #include <QTest>
-
-#include <bit>
-#include <cmath>
 
 using namespace corvane;
 using namespace Qt::StringLiterals;
@@ -32,30 +28,6 @@ QByteArray encoded(const AppConfig &config)
     return ConfigCodec::encode(config).value_or("encoding failed");
 }
 
-// Characters the JSON writer has to escape or must leave raw, and now and then any other.
-QString randomText(QRandomGenerator &rng)
-{
-    static const char32_t specials[] = {U'"', U'\\', U'/', U'\'',  U'\b',  U'\n',  U'\t',  0x00,
-                                        0x1F, 0x7F,  0x85, 0x2028, 0x200B, 0xFEFF, 0x1F600};
-    QString text;
-    for (int i = rng.bounded(0, 12); i > 0; --i) {
-        char32_t c = specials[rng.bounded(quint32(std::size(specials)))];
-        if (rng.bounded(2) == 0 && (c = rng.bounded(0x10F800u)) >= 0xD800)
-            c += 0x800; // any scalar value, skipping the surrogates
-        text.append(QString::fromUcs4(&c, 1));
-    }
-    return text;
-}
-
-// Quarter seconds, or arbitrary bit patterns for subnormals and both ends of the range.
-double randomDelay(QRandomGenerator &rng)
-{
-    if (rng.bounded(2) == 0)
-        return rng.bounded(0, 40) / 4.0;
-    const double value = std::bit_cast<double>(rng.generate64());
-    return std::isfinite(value) ? value : -0.0;
-}
-
 } // namespace
 
 class TestConfigCodec final : public QObject {
@@ -75,18 +47,10 @@ private Q_SLOTS:
         QCOMPARE(encoded(*config), bytes);
         QCOMPARE(encoded(AppConfig{TerminalApp::iterm2, {}}),
                  QByteArray("{\n  \"groups\" : [\n\n  ],\n  \"terminalApp\" : \"iterm2\"\n}"));
-    }
-
-    void delaysWithoutAPlainForm()
-    {
-        AppConfig config;
-        config.groups[0].commands[0].delayAfter = -0.0; // Qt's reader would turn "-0.0" into 0
-        QVERIFY(encoded(config).contains(": -0,"));
-        config.groups.append(TabGroup{});
-        for (double delay : {qQNaN(), -qInf()}) {
-            config.groups[1].commands[0].delayAfter = delay;
-            QVERIFY(!ConfigCodec::encode(config));
-        }
+        // Qt's reader turns "-0" into 0, so the fixture cannot hold it.
+        AppConfig negativeZero;
+        negativeZero.groups[0].commands[0].delayAfter = -0.0;
+        QVERIFY(encoded(negativeZero).contains(": -0,"));
     }
 
     void readingWaits_data()
@@ -146,7 +110,6 @@ private Q_SLOTS:
         row("lower-case id", doc(stepId, QByteArray(stepId).toLower()), base, stepId);
         row("null override", doc("\"name\"", "\"packedOverride\": null, \"name\""), base,
             "!packedOverride");
-        row("unknown keys", doc("\"id\"", "\"x1\": {}, \"id\""), base, "!x1");
         row("start when null", doc("\"name\"", "\"startWhen\": null, \"name\""), base,
             "!startWhen");
         // Qt's parser alone drops a raw U+FEFF that starts a string; escaped ones it keeps.
@@ -159,7 +122,6 @@ private Q_SLOTS:
             u"appleTerminal \\ 1"_s,
             "\"command\" : \"\xEF\xBB\xBF"
             "c\"");
-        row("escaped mark", doc("\"n\"", "\"\\ufeffn\""), u"appleTerminal \uFEFFn 1"_s);
         row("mark before the document", "\xEF\xBB\xBF" + doc(), base);
 
         row("nothing", QByteArray(), u"line 1, column 1: illegal value"_s);
@@ -185,7 +147,6 @@ private Q_SLOTS:
         row("folder a number", doc("\"name\"", "\"directory\": 3, \"name\""),
             u"window 1: \"directory\" is not a text"_s);
         // Only the bare 8-4-4-4-12 form.
-        row("id braced", doc(stepId, '{' + QByteArray(stepId) + '}'), badId);
         row("id one short", doc(stepId, QByteArray(stepId).chopped(1)), badId);
         row("id non-hex", doc(stepId, QByteArray(stepId).replace('D', 'G')), badId);
         row("id hyphen moved", doc(stepId, "0D6A2C1-B4E5F-4A7B-8C9D-0E1F2A3B4C5D"), badId);
@@ -206,21 +167,6 @@ private Q_SLOTS:
         const QByteArray again = config ? encoded(*config) : QByteArray();
         const bool absent = fragment.startsWith('!');
         QVERIFY2(again.contains(fragment.mid(absent ? 1 : 0)) != absent, again.constData());
-    }
-
-    void randomConfigurationsRoundTrip()
-    {
-        QRandomGenerator rng(20240611);
-        AppConfig config{TerminalApp::warp, {}};
-        while (config.groups.size() < 400) {
-            TabGroup group{QUuid::createUuid(), randomText(rng), {}, std::nullopt};
-            for (int s = rng.bounded(0, 5); s > 0; --s)
-                group.commands.append({QUuid::createUuid(), randomText(rng), randomDelay(rng)});
-            if (rng.bounded(3) > 0)
-                group.packedOverride = rng.bounded(2) ? randomText(rng) : QString();
-            config.groups.append(group);
-        }
-        QCOMPARE(ConfigCodec::decode(encoded(config)), std::optional<AppConfig>(config));
     }
 };
 

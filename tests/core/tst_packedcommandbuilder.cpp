@@ -1,4 +1,5 @@
 #include "PackedCommandBuilder.h"
+#include "Whitespace.h"
 
 #include <QFile>
 #include <QJsonObject>
@@ -51,6 +52,22 @@ private Q_SLOTS:
                                            m_locales.filePath(u"de_DE.UTF-8"_s)});
         QVERIFY2(std::setlocale(LC_NUMERIC, "de_DE.UTF-8"), "no comma locale could be built");
         QCOMPARE(std::localeconv()->decimal_point, QByteArrayView(","));
+    }
+
+    // What a blank step is, and what is trimmed off a command (the rows below rely on it).
+    void whitespaceSet()
+    {
+        const QList<char32_t> members{0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,
+                                      0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003, 0x2004,
+                                      0x2005, 0x2006, 0x2007, 0x2008, 0x2009, 0x200A, 0x200B,
+                                      0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+        for (char32_t c = 0; c < 0x110000; ++c)
+            QVERIFY2(isWhitespaceOrNewline(c) == members.contains(c),
+                     qPrintable(QString::number(c, 16)));
+        // QString::trimmed() would keep U+200B; a surrogate pair is never cut.
+        QCOMPARE(trimmedWhitespace(u"\u200b \U0001F600\t\u00a0b\u2029"_s),
+                 u"\U0001F600\t\u00a0b"_s);
+        QVERIFY(isBlank(QString()) && isBlank(u" \t\r\n\u00a0\u3000"_s) && !isBlank(u"\ufeff"_s));
     }
 
     void packed_data()
@@ -107,16 +124,13 @@ private Q_SLOTS:
         TabGroup group{QUuid::createUuid(), u"w"_s, steps({u"a"_s, u"b"_s}, {1}, {port5432})};
         group.stopOnError = true;
         group.startWhen = QJsonObject{{u"file"_s, u"~/ready"_s}};
+        const QString ready = PackedCommandBuilder::waitCommand(group.startWhen);
         QTest::newRow("start when, stop on error")
-            << group
-            << PackedCommandBuilder::waitCommand(group.startWhen) + u" && a && "_s + wait +
-                   u" && sleep 1 && b"_s;
+            << group << ready + u" && a && "_s + wait + u" && sleep 1 && b"_s;
         group.stopOnError = false;
         group.commands = steps({u"ssh box"_s, u"b"_s}, {}, {port5432});
         QTest::newRow("start when, before ssh")
-            << group
-            << PackedCommandBuilder::waitCommand(group.startWhen) + u" || exec /bin/sh -il; "_s +
-                   ssh.arg(remote(wait) + u" && b"_s);
+            << group << ready + u" || exec /bin/sh -il; "_s + ssh.arg(remote(wait) + u" && b"_s);
     }
 
     void packed()
@@ -180,7 +194,6 @@ private Q_SLOTS:
 
         QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"PATH"_s, dir.path() + u':' + env.value(u"PATH"_s));
         env.insert(u"SHELL"_s, program);
         env.insert(u"HOME"_s, dir.path()); // no profile of the developer's gets read
         env.insert(u"XDG_CONFIG_HOME"_s, dir.filePath(u"config"_s));
