@@ -50,12 +50,9 @@ class MacPlatformTest final : public QObject {
         result.registerLoginItem = [this](LoginItem item, bool add) -> std::optional<QString> {
             itemCalls.append((add ? u"+"_s : u"-"_s) +
                              (item == LoginItem::app ? u"app"_s : u"agent"_s));
-            if (add && refusal) {
-                items[item] = *refusal;
-                return u"Operation not permitted"_s;
-            }
-            items[item] = add ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
-            return std::nullopt;
+            items[item] =
+                add ? refusal.value_or(LoginItemStatus::enabled) : LoginItemStatus::notRegistered;
+            return add && refusal ? std::optional(u"Operation not permitted"_s) : std::nullopt;
         };
         result.open = bin.filePath(u"open"_s);
         result.osascript = bin.filePath(u"osascript"_s);
