@@ -115,9 +115,9 @@ private Q_SLOTS:
         qputenv("CORVANE_RUN_WINDOW", "1");
         // Each row: the windows' commands, how many were started, what the alert says of the end.
         const std::tuple<QStringList, int, QString> cases[] = {
-            {{u"exit 0"_s, u"exit 0"_s}, 2, {}},
-            {{u"printf 'a\n%0400d\nwarning\n\n# No display :99 \n' 0 >&2; exit 1"_s, u"exit 0"_s},
-             1,
+            {{u"exit 0"_s, u"printf 'a\n%0400d\nwarning\n\n# No display :99 \n' 0 >&2; exit 1"_s,
+              u"exit 0"_s},
+             2,
              u"it exited with status 1 right after starting.\n\nwarning\n# No display :99"_s},
             {{u"printf '%0400d' 7 >&2; kill -KILL $$"_s},
              1,
@@ -217,8 +217,7 @@ private Q_SLOTS:
         QVERIFY(!platform.setLoginStart(LoginStart::off) && !QFile::exists(entry));
 
         // Every character that needs quoting, a backslash pair last (just before the quote). No
-        // '%': written as the format's "%%", which GLib 2.74 fails to undo when it looks for the
-        // program, it makes GLib drop the entry.
+        // '%': GLib 2.74 fails to undo its "%%" when it looks for the program, and drops the entry.
         const QString folder =
             config.filePath(u"my apps it's \"q\" $HOME `x` a ; <&> #~*?()| back\\slash\\\\"_s);
         const QString program = folder + u"/corvane"_s;

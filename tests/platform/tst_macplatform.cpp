@@ -74,7 +74,6 @@ private Q_SLOTS:
     // (XDG_DATA_HOME stands in); a URL the desktop services refuse goes to `open`.
     void terminalsAndServices()
     {
-        // A stand-in `open` that keeps the arguments it was given, one a line.
         QVERIFY(writeExecutable(bin.filePath(u"open"_s),
                                 "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.log\"\n"));
         QTemporaryDir data;
