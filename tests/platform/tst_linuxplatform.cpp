@@ -167,7 +167,7 @@ private Q_SLOTS:
         QTest::newRow("KDE service, other group, unknown")
             << QStringList{u"TERMINAL=st -e"_s, u"XDG_CURRENT_DESKTOP=KDE"_s,
                            u"home/kdeglobals=[General]\nTerminalApplication=xterm\nTerminalService="
-                           u"org.codeberg.dnkl.foot.desktop\n[X]\nTerminalService=wezterm.desktop"_s,
+                           u"org.codeberg.dnkl.foot.desktop\n[X]\nTerminalService=xterm.desktop"_s,
                            u"alternative=st"_s}
             << QStringList{u"foot"_s, u"konsole"_s};
     }

@@ -14,7 +14,6 @@ namespace corvane::testing {
 // watched under way.
 class FakeSleeper final : public QObject, public Sleeper {
     Q_OBJECT
-    Q_DISABLE_COPY_MOVE(FakeSleeper)
 
 public:
     explicit FakeSleeper(bool hold = false) : held(hold) {}
