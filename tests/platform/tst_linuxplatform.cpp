@@ -232,7 +232,7 @@ private Q_SLOTS:
         QCOMPARE(takeRecords(1).first().mid(2), (QStringList{program, u"run"_s}));
     }
 
-    // The loop serves while it waits, which is never short; nothing to wait for ends at once.
+    // The loop serves while it waits, which is never short; a zero wait ends at once.
     void bootTimeWait()
     {
         BootTimeSleeper sleeper;
@@ -244,8 +244,7 @@ private Q_SLOTS:
         QVERIFY(!task.isReady()); // the loop goes on serving
         QTRY_VERIFY_WITH_TIMEOUT(task.isReady(), 10000);
         QVERIFY2(slept >= 300ms + 123us, qPrintable(QString::number(slept.count())));
-        QVERIFY(sleeper.sleepFor(0ns).isReady() &&
-                sleeper.sleepFor(std::chrono::nanoseconds::min()).isReady());
+        QVERIFY(sleeper.sleepFor(0ns).isReady());
     }
 };
 

@@ -129,9 +129,7 @@ private Q_SLOTS:
         QTimer::singleShot(0, this, [&] { loopServed = true; });
         const QString outcome = describe(MacPlatform(stood).executeAppleScript(u"1"_s));
         QVERIFY(loopServed);
-        QVERIFY2(outcome.startsWith(u"failure -1712 | "_s) &&
-                     outcome.contains(u"answer that question"_s),
-                 qPrintable(outcome));
+        QVERIFY2(outcome.startsWith(u"failure -1712 | "_s), qPrintable(outcome));
     }
 
     // A refusal of Apple events brings Corvane to the front (or the alert opens behind) with the
