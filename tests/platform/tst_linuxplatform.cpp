@@ -151,9 +151,9 @@ private Q_SLOTS:
             << QStringList{u"TERMINAL=/opt/kitty -1"_s,
                            u"XDG_CURRENT_DESKTOP=ubuntu:GNOME"_s,
                            u"dirs/xdg-terminals.list=org.gnome.Terminal.desktop"_s,
-                           u"home/xdg-terminals.list=# mine\nAlacritty.desktop:new-window\n"_s,
+                           u"home/xdg-terminals.list=Alacritty.desktop:new-window\n"_s,
                            u"home/gnome-xdg-terminals.list=org.wezfurlong.wezterm.desktop"_s,
-                           u"dirs/ubuntu-xdg-terminals.list=\nurxvt.desktop\nkitty.desktop"_s,
+                           u"dirs/ubuntu-xdg-terminals.list=# org.kde.konsole\nkitty.desktop"_s,
                            u"CORVANE_GSETTINGS='tilix'"_s,
                            u"alternative=xfce4-terminal.wrapper"_s}
             << QStringList{u"kitty"_s,         u"wezterm"_s, u"alacritty"_s,
