@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks Corvane.app's Info.plist, its entitlements and the script that deploys and signs it."""
 
-import argparse, os, plistlib, re, subprocess, sys, tempfile, unittest
+import argparse, os, plistlib, re, shutil, subprocess, sys, tempfile, unittest
 from pathlib import Path
 
 # A stand-in for macdeployqt and codesign: one line per call, its name and arguments separated
@@ -43,9 +43,8 @@ class BundleFiles(unittest.TestCase):
             "RunAtLoad": True, "ProcessType": "Interactive", "LimitLoadToSessionType": "Aqua"})
 
     def test_deploy_script_signs_inside_out_and_verifies(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        root = Path(temporary.name)
+        root = Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, root)
         for tool in ["macdeployqt", "codesign"]:
             (root / tool).write_text(RECORDER)
             (root / tool).chmod(0o755)

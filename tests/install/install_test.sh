@@ -38,8 +38,4 @@ trap 'dpkg --purge corvane >/dev/null 2>&1 || true; rm -rf "$work"' EXIT
 dpkg -i "$deb" >/dev/null || fail "dpkg -i failed"
 check_tree /usr
 ! ldd /usr/bin/corvane | grep 'not found' || fail "unresolved libraries"
-dpkg --purge corvane >/dev/null || fail "dpkg --purge failed"
-for file in "${files[@]}"; do
-    [[ ! -e /usr/$file ]] || fail "/usr/$file left behind after purge"
-done
 echo PASS

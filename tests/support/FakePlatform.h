@@ -3,7 +3,6 @@
 #include "Platform.h"
 
 #include <QHash>
-#include <QList>
 #include <QMap>
 #include <QTest>
 
@@ -33,6 +32,7 @@ public:
     QString shell = u"/bin/zsh"_s;
     QHash<QString, QString> programs;         // programPath(): name -> path
     QHash<int, QString> startFailures;        // the n-th startProcess (from 0) fails so
+    int starts = 0;                           // startProcess calls so far
     bool macOS = true;                        // Terminal and iTerm2 exist (supports())
     QList<TerminalApp> preferred;             // preferredTerminals()
     QList<AppleScriptOutcome> scriptOutcomes; // taken in order; then scripts give 0
@@ -71,7 +71,7 @@ public:
     std::optional<QString> startProcess(const ProcessCommand &command) override
     {
         calls.append({u"startProcess"_s, QStringList{command.program} + command.arguments});
-        const int index = m_starts++;
+        const int index = starts++;
         return startFailures.contains(index) ? std::optional(startFailures[index]) : std::nullopt;
     }
     // Started processes keep running; real early exits are tried against LinuxPlatform.
@@ -105,9 +105,6 @@ public:
             login = start;
         return loginFailure;
     }
-
-private:
-    int m_starts = 0;
 };
 
 } // namespace corvane::testing

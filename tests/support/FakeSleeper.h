@@ -3,32 +3,30 @@
 #include "Sleeper.h"
 
 #include <QCoroSignal>
-#include <QList>
 #include <QObject>
 
 #include <functional>
 
 namespace corvane::testing {
 
-// Records every wait and returns at once, so a run's timing is checked without taking time; one
-// made `held` keeps each wait suspended until release(), so that a run can be watched under way.
+// Returns at once, telling onWait the seconds of each wait, so a run's timing is checked without
+// taking time; one made `held` keeps each wait suspended until release(), so that a run can be
+// watched under way.
 class FakeSleeper final : public QObject, public Sleeper {
     Q_OBJECT
-    Q_DISABLE_COPY_MOVE(FakeSleeper)
 
 public:
-    explicit FakeSleeper(bool held = false) : m_held(held) {}
+    explicit FakeSleeper(bool hold = false) : held(hold) {}
 
-    QList<double> seconds;
+    const bool held;
     std::function<void(double)> onWait;
     int pending = 0; // waits now suspended
 
     QCoro::Task<> sleepFor(std::chrono::nanoseconds duration) override
     {
-        seconds.append(std::chrono::duration<double>(duration).count());
         if (onWait)
-            onWait(seconds.last());
-        if (m_held) {
+            onWait(std::chrono::duration<double>(duration).count());
+        if (held) {
             ++pending;
             co_await qCoro(this, &FakeSleeper::released);
         }
@@ -42,9 +40,6 @@ public:
 
 Q_SIGNALS:
     void released();
-
-private:
-    bool m_held;
 };
 
 } // namespace corvane::testing
