@@ -476,7 +476,7 @@ void EditorView::sync()
                                   row.launchStyle == TerminalLaunchStyle::packedScript);
 
     // Typed through tmux, the commands are not combined into one line.
-    const bool combines = row.launchStyle != TerminalLaunchStyle::appleScript && !typed;
+    const bool combines = combinesCommands(config.terminalApp) && !typed;
     const bool noTerminal = m_installed.isEmpty() && !typedTerminalsExist(m_platform);
     m_notice->setVisible(combines || noTerminal);
     if (noTerminal)
