@@ -490,7 +490,7 @@ void EditorView::sync()
                                                      : palette().color(QPalette::PlaceholderText));
     m_notice->setPalette(noticePalette);
 
-    syncGroups();
+    syncGroups(typed);
 }
 
 void EditorView::syncPicker(const QList<TerminalApp> &installed, TerminalApp current)
@@ -510,7 +510,7 @@ void EditorView::syncPicker(const QList<TerminalApp> &installed, TerminalApp cur
     }
 }
 
-void EditorView::syncGroups()
+void EditorView::syncGroups(bool typed)
 {
     const AppConfig &config = m_store.config();
     QList<QUuid> order;
@@ -520,7 +520,6 @@ void EditorView::syncGroups()
                         [this](const QUuid &id) { return makeGroupEditor(id); });
 
     const bool canDelete = config.groups.size() >= 2;
-    const bool typed = RunPlan::typesThroughTmux(config, traits(config.terminalApp));
     // What a run will do with each window: its packed line, or what is typed through tmux.
     const QList<std::optional<QString>> previews = RunPreview::cardTexts(config, m_platform);
     for (qsizetype i = 0; i < config.groups.size(); ++i) {

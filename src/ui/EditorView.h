@@ -58,7 +58,8 @@ private:
     void showSaveState();
     void sync();
     void syncPicker(const QList<TerminalApp> &installed, TerminalApp current);
-    void syncGroups();
+    // `typed`: the commands are typed through tmux.
+    void syncGroups(bool typed);
     GroupEditor *makeGroupEditor(const QUuid &id);
 
     ConfigStore &m_store;
